@@ -1,0 +1,48 @@
+#pragma once
+// File and folder tests, listing and the few file operations the program needs.
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace rotalis::platform {
+
+// True when the path names a regular file (symbolic links are followed).
+bool FileExists(const std::string& path);
+
+// True when the path names a folder (symbolic links are followed).
+bool DirectoryExists(const std::string& path);
+
+struct DirectoryEntry {
+  std::string name;  // the bare name, no folder
+  bool isDirectory = false;
+};
+
+// The entries directly inside a folder, hidden ones included, "." and ".."
+// excluded, in the platform's enumeration order. A missing or unreadable
+// folder gives an empty list.
+std::vector<DirectoryEntry> ListDirectory(const std::string& folder);
+
+// Resolves a relative path made of fixed names ("kelvaERP.ini",
+// "atualizadores_versao/x.exe") below a folder, matching each element against
+// what exists while ignoring ASCII case, so that one installation behaves the
+// same on case-sensitive and case-insensitive file systems. An element that
+// does not exist keeps the spelling given. Separators in `relative` are '/'.
+// On a case-insensitive file system this is a plain join.
+std::string ResolveIgnoringCase(std::string_view folder, std::string_view relative);
+
+// Creates the folder and every missing parent; raises rotalis::Exception with
+// the system's message when that is impossible.
+void CreateDirectories(const std::string& path);
+
+// The whole file as bytes; raises rotalis::Exception when it cannot be read.
+std::string ReadFileBytes(const std::string& path);
+
+// Replaces the file's content with `bytes` so that a reader never sees half of
+// it (written beside it, then renamed over it); raises rotalis::Exception.
+void WriteFileBytes(const std::string& path, std::string_view bytes);
+
+// The system's message text for an error number (strerror on POSIX).
+std::string SystemErrorMessage(int error);
+
+}  // namespace rotalis::platform

@@ -1,0 +1,161 @@
+#include "platform/FileSystem.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <utility>
+
+#include "platform/Exception.h"
+#include "platform/Paths.h"
+
+namespace rotalis::platform {
+namespace {
+
+struct DirCloser {
+  void operator()(DIR* dir) const { closedir(dir); }
+};
+using ScopedDir = std::unique_ptr<DIR, DirCloser>;
+
+class ScopedFd {
+ public:
+  explicit ScopedFd(int fd) : fd_(fd) {}
+  ~ScopedFd() {
+    if (fd_ >= 0) close(fd_);
+  }
+  ScopedFd(const ScopedFd&) = delete;
+  ScopedFd& operator=(const ScopedFd&) = delete;
+  int get() const { return fd_; }
+  int release() { return std::exchange(fd_, -1); }
+
+ private:
+  int fd_;
+};
+
+bool EqualsIgnoringAsciiCase(std::string_view a, std::string_view b) {
+  if (a.size() != b.size()) return false;
+  for (std::size_t i = 0; i < a.size(); ++i) {
+    auto lower = [](char c) { return (c >= 'A' && c <= 'Z') ? char(c - 'A' + 'a') : c; };
+    if (lower(a[i]) != lower(b[i])) return false;
+  }
+  return true;
+}
+
+[[noreturn]] void RaiseErrno(const std::string& what, const std::string& path) {
+  throw Exception(what + " '" + path + "': " + SystemErrorMessage(errno));
+}
+
+}  // namespace
+
+std::string SystemErrorMessage(int error) {
+  char buffer[256];
+  // The GNU variant may return a static string instead of filling the buffer.
+  return strerror_r(error, buffer, sizeof buffer);
+}
+
+bool FileExists(const std::string& path) {
+  struct stat st {};
+  return stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
+bool DirectoryExists(const std::string& path) {
+  struct stat st {};
+  return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+std::vector<DirectoryEntry> ListDirectory(const std::string& folder) {
+  std::vector<DirectoryEntry> entries;
+  ScopedDir dir(opendir(folder.c_str()));
+  if (!dir) return entries;
+  while (const dirent* entry = readdir(dir.get())) {
+    const std::string_view name = entry->d_name;
+    if (name == "." || name == "..") continue;
+    bool isDirectory = entry->d_type == DT_DIR;
+    if (entry->d_type == DT_UNKNOWN || entry->d_type == DT_LNK)
+      isDirectory = DirectoryExists(JoinPath(folder, name));
+    entries.push_back({std::string(name), isDirectory});
+  }
+  return entries;
+}
+
+std::string ResolveIgnoringCase(std::string_view folder, std::string_view relative) {
+  std::string current = WithTrailingSeparator(folder);
+  bool first = true;
+  while (!relative.empty()) {
+    const auto slash = relative.find('/');
+    const std::string_view element = relative.substr(0, slash);
+    relative = slash == std::string_view::npos ? std::string_view{} : relative.substr(slash + 1);
+    if (element.empty()) continue;
+    std::string chosen(element);
+    if (!FileExists(current + chosen) && !DirectoryExists(current + chosen)) {
+      for (const auto& entry : ListDirectory(current)) {
+        if (EqualsIgnoringAsciiCase(entry.name, element)) {
+          chosen = entry.name;
+          break;
+        }
+      }
+    }
+    current += (first ? "" : "/") + chosen;
+    first = false;
+  }
+  return current;
+}
+
+void CreateDirectories(const std::string& path) {
+  if (path.empty() || DirectoryExists(path)) return;
+  std::string trimmed = path;
+  while (trimmed.size() > 1 && trimmed.back() == '/') trimmed.pop_back();
+  const auto parent = trimmed.find_last_of('/');
+  if (parent != std::string::npos && parent > 0) CreateDirectories(trimmed.substr(0, parent));
+  if (mkdir(trimmed.c_str(), 0777) != 0 && errno != EEXIST) RaiseErrno("Cannot create folder", path);
+}
+
+std::string ReadFileBytes(const std::string& path) {
+  ScopedFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (fd.get() < 0) RaiseErrno("Cannot open", path);
+  std::string bytes;
+  char buffer[65536];
+  for (;;) {
+    const ssize_t n = read(fd.get(), buffer, sizeof buffer);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) RaiseErrno("Cannot read", path);
+    if (n == 0) break;
+    bytes.append(buffer, static_cast<std::size_t>(n));
+  }
+  return bytes;
+}
+
+void WriteFileBytes(const std::string& path, std::string_view bytes) {
+  const std::string temporary = path + ".tmp-" + std::to_string(getpid());
+  struct stat st {};
+  const mode_t mode = stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0666;
+  {
+    ScopedFd fd(open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode));
+    if (fd.get() < 0) RaiseErrno("Cannot create", temporary);
+    std::size_t written = 0;
+    while (written < bytes.size()) {
+      const ssize_t n = write(fd.get(), bytes.data() + written, bytes.size() - written);
+      if (n < 0 && errno == EINTR) continue;
+      if (n < 0) {
+        const int error = errno;
+        unlink(temporary.c_str());
+        errno = error;
+        RaiseErrno("Cannot write", temporary);
+      }
+      written += static_cast<std::size_t>(n);
+    }
+    if (close(fd.release()) != 0) RaiseErrno("Cannot write", temporary);
+  }
+  if (rename(temporary.c_str(), path.c_str()) != 0) {
+    const int error = errno;
+    unlink(temporary.c_str());
+    errno = error;
+    RaiseErrno("Cannot replace", path);
+  }
+}
+
+}  // namespace rotalis::platform

@@ -1,0 +1,25 @@
+#!/usr/bin/env bash
+# Installs everything the build, the tests and the demo need on Debian 12.
+set -euo pipefail
+if [ "$(id -u)" -ne 0 ]; then
+  echo "install-deps.sh must run as root (it calls apt-get)" >&2
+  exit 1
+fi
+export DEBIAN_FRONTEND=noninteractive
+packages=(
+  build-essential cmake ninja-build pkg-config binutils clang clang-format
+  libclang-rt-14-dev libfuzzer-14-dev
+  libmariadb-dev mariadb-server mariadb-client
+  libcurl4-openssl-dev nlohmann-json3-dev libgtest-dev libgmock-dev
+  qt6-base-dev libgl-dev xvfb xauth
+  libdw-dev
+  nginx-light openssl python3 ca-certificates curl procps
+)
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+done
+if [ "${#missing[@]}" -gt 0 ]; then
+  apt-get update -qq
+  apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi

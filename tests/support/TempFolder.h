@@ -1,0 +1,29 @@
+#pragma once
+// A fresh folder under the system's temporary folder, removed with everything
+// in it when the object goes.
+
+#include <string>
+
+namespace rotalis::test {
+
+class TempFolder {
+ public:
+  explicit TempFolder(const std::string& prefix = "rotalis-test");
+  ~TempFolder();
+  TempFolder(const TempFolder&) = delete;
+  TempFolder& operator=(const TempFolder&) = delete;
+
+  // The folder, with trailing separator.
+  const std::string& Path() const { return path_; }
+  // Path() + relative.
+  std::string operator/(const std::string& relative) const { return path_ + relative; }
+
+  // Writes a file below the folder (creating its parents) and returns its path.
+  std::string Write(const std::string& relative, const std::string& bytes) const;
+  std::string Read(const std::string& relative) const;
+
+ private:
+  std::string path_;
+};
+
+}  // namespace rotalis::test

@@ -1,0 +1,15 @@
+#pragma once
+// Files with a chosen file version stamped in, the way the launcher carries its
+// own, so that version reading is tested on real files.
+
+#include <cstdint>
+#include <string>
+
+namespace rotalis::test {
+
+// Writes a minimal ELF file at `path` that carries the version
+// major.minor.release.build (each 0..65535) and nothing else.
+void WriteVersionedFile(const std::string& path, std::uint16_t major, std::uint16_t minor,
+                        std::uint16_t release, std::uint16_t build);
+
+}  // namespace rotalis::test

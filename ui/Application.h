@@ -1,0 +1,79 @@
+#pragma once
+// The windowing toolkit's application object, as the rest of the program sees
+// it. Backends: ui/console (no display) and ui/qt (Qt 6 Widgets). Tests use a
+// recording double (tests/support/RecordingApplication.h).
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace rotalis::ui {
+
+// Anything the application object owns and can find by its component name.
+class Component {
+ public:
+  virtual ~Component() = default;
+  virtual std::string Name() const = 0;
+};
+
+// A form. The module package's main form is one.
+class Form : public Component {
+ public:
+  virtual void Show() = 0;
+  virtual void Close() = 0;
+};
+
+// What a run-time progress form is built with.
+struct ProgressFormSpec {
+  std::string name;     // component name, e.g. "fAguarde"
+  std::string caption;  // e.g. "Atualizando ..."
+  int width = 0;
+  int height = 0;
+  int maximum = 0;      // the bar's maximum; minimum and position start at 0
+};
+
+// A plain form whose client area is one progress bar. Built hidden.
+class ProgressForm : public Form {
+ public:
+  virtual int Position() const = 0;
+  virtual void SetPosition(int position) = 0;
+  // Bytes of the file now being transferred, so that a long download shows
+  // life between two steps of the bar. total is 0 when unknown.
+  virtual void SetTransferProgress(std::uint64_t received, std::uint64_t total) = 0;
+};
+
+class Application {
+ public:
+  virtual ~Application() = default;
+
+  // A modal message box with the bare text and an OK button.
+  virtual void ShowMessage(const std::string& text) = 0;
+
+  // Lets the toolkit handle the window messages that are waiting, then returns.
+  virtual void ProcessMessages() = 0;
+
+  // Marks the message loop to end; the caller goes on. A loop entered while the
+  // request is pending returns at once.
+  virtual void Terminate() = 0;
+  virtual bool Terminated() const = 0;
+
+  // Builds a progress form owned by the application object, hidden.
+  virtual ProgressForm& CreateProgressForm(const ProgressFormSpec& spec) = 0;
+
+  // Releases a component that this application owns (the progress form after
+  // its work); unknown pointers are ignored.
+  virtual void ReleaseComponent(Component& component) = 0;
+
+  // The component of that exact name among those owned directly, or nullptr.
+  virtual Component* FindComponent(std::string_view name) = 0;
+
+  // Stores the main form as given, also when it is nullptr or not a form.
+  virtual void SetMainForm(Component* component) = 0;
+
+  // Runs the message loop until the application terminates. Without a main
+  // form it returns at once.
+  virtual void Run() = 0;
+};
+
+}  // namespace rotalis::ui
