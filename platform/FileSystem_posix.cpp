@@ -111,7 +111,8 @@ void CreateDirectories(const std::string& path) {
   while (trimmed.size() > 1 && trimmed.back() == '/') trimmed.pop_back();
   const auto parent = trimmed.find_last_of('/');
   if (parent != std::string::npos && parent > 0) CreateDirectories(trimmed.substr(0, parent));
-  if (mkdir(trimmed.c_str(), 0777) != 0 && errno != EEXIST) RaiseErrno("Cannot create folder", path);
+  if (mkdir(trimmed.c_str(), 0777) != 0 && errno != EEXIST)
+    RaiseErrno("Cannot create folder", path);
 }
 
 std::string ReadFileBytes(const std::string& path) {

@@ -21,10 +21,13 @@ struct VersionNote {
 inline constexpr std::uint32_t kVersionNoteType = 0x5256;
 }  // namespace rotalis::platform
 
-#define ROTALIS_STAMP_FILE_VERSION(major, minor, release, build)                        \
-  extern "C" __attribute__((section(".note.rotalis.version"), used, aligned(4)))        \
-  const rotalis::platform::VersionNote rotalis_file_version_note = {                   \
-      8, 8, rotalis::platform::kVersionNoteType, "Rotalis",                            \
-      (std::uint32_t(major) << 16) | std::uint32_t(minor),                             \
+#define ROTALIS_STAMP_FILE_VERSION(major, minor, release, build)                 \
+  extern "C" __attribute__((section(".note.rotalis.version"), used, aligned(4))) \
+  const rotalis::platform::VersionNote rotalis_file_version_note = {             \
+      8,                                                                         \
+      8,                                                                         \
+      rotalis::platform::kVersionNoteType,                                       \
+      "Rotalis",                                                                 \
+      (std::uint32_t(major) << 16) | std::uint32_t(minor),                       \
       (std::uint32_t(release) << 16) | std::uint32_t(build)}
 #endif

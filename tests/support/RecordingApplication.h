@@ -14,10 +14,16 @@ class RecordingProgressForm : public ui::ProgressForm {
  public:
   explicit RecordingProgressForm(ui::ProgressFormSpec spec) : spec_(std::move(spec)) {}
   std::string Name() const override { return spec_.name; }
-  void Show() override { shown = true; ++showCalls; }
+  void Show() override {
+    shown = true;
+    ++showCalls;
+  }
   void Close() override { closed = true; }
   int Position() const override { return position_; }
-  void SetPosition(int position) override { position_ = position; positions.push_back(position); }
+  void SetPosition(int position) override {
+    position_ = position;
+    positions.push_back(position);
+  }
   void SetTransferProgress(std::uint64_t received, std::uint64_t total) override {
     lastReceived = received;
     lastTotal = total;

@@ -13,7 +13,10 @@ namespace rotalis::test {
 
 void WriteVersionedFile(const std::string& path, std::uint16_t major, std::uint16_t minor,
                         std::uint16_t release, std::uint16_t build) {
-  const platform::VersionNote note{8, 8, platform::kVersionNoteType, "Rotalis",
+  const platform::VersionNote note{8,
+                                   8,
+                                   platform::kVersionNoteType,
+                                   "Rotalis",
                                    (std::uint32_t(major) << 16) | minor,
                                    (std::uint32_t(release) << 16) | build};
   const char names[] = "\0.shstrtab\0.note.rotalis.version";

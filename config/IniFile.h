@@ -1,0 +1,65 @@
+#pragma once
+// A Windows profile (INI) file, read and written by the rules of the Windows
+// profile functions: section and key names compared ignoring case, the first
+// matching section and key win, blanks around keys and values trimmed, one
+// pair of enclosing quotes removed from a value, ";" lines are comments, and a
+// missing file, section or key gives the default while a present-but-empty
+// value gives empty text.
+//
+// Files may be UTF-16LE with BOM, UTF-8 with or without BOM, or Windows-1252;
+// text in and out is UTF-8. A write changes only the line it concerns (or adds
+// one) and keeps the file's encoding and every other byte as it was.
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace rotalis {
+
+class IniFile {
+ public:
+  enum class Encoding { Windows1252, Utf8, Utf8Bom, Utf16LeBom };
+
+  // Loads the file now; a missing file is an empty one (created on write).
+  explicit IniFile(std::string path);
+
+  const std::string& FileName() const { return path_; }
+  Encoding FileEncoding() const { return encoding_; }
+
+  std::string ReadString(std::string_view section, std::string_view key,
+                         std::string_view defaultValue) const;
+
+  // Sets the key and saves the file at once; raises rotalis::Exception when
+  // the file cannot be written or its encoding cannot hold the text.
+  void WriteString(std::string_view section, std::string_view key, std::string_view value);
+
+ private:
+  struct Line {
+    std::string text;  // decoded, without the line break
+    std::string raw;   // the original bytes with their line break; empty when new or changed
+    bool hasBreak = true;
+  };
+  struct Entry {
+    std::string key;
+    std::string value;
+  };
+
+  void Load();
+  void Save() const;
+  std::string Encode(const std::string& text) const;
+  std::string LineBreak() const;
+  // Gives the last line its line break before anything is added after it.
+  void CloseLastLine();
+  // Index of the first line of the first section of that name, or npos.
+  std::size_t FindSection(std::string_view section) const;
+  // Index of the section's first key line of that name, or npos; `end` gets
+  // the index after the section's last non-blank line.
+  std::size_t FindKey(std::size_t sectionLine, std::string_view key, std::size_t& end) const;
+
+  std::string path_;
+  Encoding encoding_ = Encoding::Windows1252;
+  std::string lineBreakBytes_;  // the file's own line break, encoded
+  std::vector<Line> lines_;
+};
+
+}  // namespace rotalis

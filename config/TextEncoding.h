@@ -1,0 +1,29 @@
+#pragma once
+// Conversions between the program's UTF-8 text and the encodings that Windows
+// configuration files come in.
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace rotalis {
+
+// Windows-1252 (the ANSI code page of Brazilian Windows) to UTF-8. The five
+// bytes the code page leaves undefined map to the C1 controls of the same
+// value, so that every byte sequence survives a round trip.
+std::string Windows1252ToUtf8(std::string_view bytes);
+
+// UTF-8 to Windows-1252; nothing when the text holds a character the code
+// page cannot represent or is not valid UTF-8.
+std::optional<std::string> Utf8ToWindows1252(std::string_view text);
+
+// UTF-16 little-endian (no BOM) to UTF-8; nothing on an odd length or a lone
+// surrogate.
+std::optional<std::string> Utf16LeToUtf8(std::string_view bytes);
+
+// UTF-8 to UTF-16 little-endian (no BOM); nothing on invalid UTF-8.
+std::optional<std::string> Utf8ToUtf16Le(std::string_view text);
+
+bool IsValidUtf8(std::string_view text);
+
+}  // namespace rotalis
