@@ -4,9 +4,14 @@
 // recording double (tests/support/RecordingApplication.h).
 
 #include <cstdint>
+#include <exception>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
+
+#include "platform/Exception.h"
 
 namespace rotalis::ui {
 
@@ -30,7 +35,7 @@ struct ProgressFormSpec {
   std::string caption;  // e.g. "Atualizando ..."
   int width = 0;
   int height = 0;
-  int maximum = 0;      // the bar's maximum; minimum and position start at 0
+  int maximum = 0;  // the bar's maximum; minimum and position start at 0
 };
 
 // A plain form whose client area is one progress bar. Built hidden.
@@ -43,9 +48,41 @@ class ProgressForm : public Form {
   virtual void SetTransferProgress(std::uint64_t received, std::uint64_t total) = 0;
 };
 
+// What a plain run-time form is built with (the module package's main form).
+struct FormSpec {
+  std::string name;     // component name, e.g. "FprinciRotalis"
+  std::string caption;  // window title
+  std::string text;     // shown in the client area; may be empty
+  int width = 0;        // 0: the backend's default size
+  int height = 0;
+};
+
 class Application {
  public:
   virtual ~Application() = default;
+
+  // Builds a plain form owned directly by the application object, hidden,
+  // findable by its name. Closing the form that is the main form ends the
+  // message loop. Backends without windows of their own raise.
+  virtual Form& CreateForm(const FormSpec& spec) {
+    throw Exception("This user interface cannot build the form " + spec.name);
+  }
+
+  // Queues a task that the message loop (or the next ProcessMessages) runs as
+  // an event handler: an exception it throws goes to the event exception
+  // handler below. Backends without a loop raise.
+  virtual void Post(std::function<void()> task) {
+    throw Exception("This user interface has no message loop to post to");
+  }
+
+  // Receives every exception that escapes an event handler run by the message
+  // loop or by ProcessMessages. When the handler returns, the loop goes on
+  // (the user chose to continue the application); to end the loop it calls
+  // Terminate, or rethrows, which leaves Run / ProcessMessages with that
+  // exception. Without a handler, the exception leaves Run / ProcessMessages.
+  void SetEventExceptionHandler(std::function<void(std::exception_ptr)> handler) {
+    eventExceptionHandler_ = std::move(handler);
+  }
 
   // A modal message box with the bare text and an OK button.
   virtual void ShowMessage(const std::string& text) = 0;
@@ -74,6 +111,20 @@ class Application {
   // Runs the message loop until the application terminates. Without a main
   // form it returns at once.
   virtual void Run() = 0;
+
+ protected:
+  // For backends, from inside a catch around an event handler: true when the
+  // handler took the exception and the loop goes on; false when there is no
+  // handler and the backend must end its loop and rethrow `error` from Run
+  // or ProcessMessages. An exception the handler throws propagates.
+  bool HandleEventException(std::exception_ptr error) {
+    if (!eventExceptionHandler_) return false;
+    eventExceptionHandler_(std::move(error));
+    return true;
+  }
+
+ private:
+  std::function<void(std::exception_ptr)> eventExceptionHandler_;
 };
 
 }  // namespace rotalis::ui

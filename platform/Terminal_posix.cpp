@@ -1,0 +1,10 @@
+#include "platform/Terminal.h"
+
+#include <unistd.h>
+
+namespace rotalis::platform {
+
+bool StandardInputIsTerminal() { return isatty(STDIN_FILENO) == 1; }
+bool StandardOutputIsTerminal() { return isatty(STDOUT_FILENO) == 1; }
+
+}  // namespace rotalis::platform
