@@ -1,0 +1,117 @@
+// ISO 8601 dates to the short date format, zones converted to the process's
+// local time.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "platform/Environment.h"
+#include "rules/RuleSync.h"
+
+namespace rotalis {
+namespace {
+
+// Every test of this program names the zone it runs in.
+class ZoneTest : public testing::Test {
+ protected:
+  void UseZone(const std::string& zone) { platform::SetEnvironment("TZ", zone); }
+};
+
+std::string Failure(const std::string& iso) {
+  try {
+    return "converted to " + IsoDateToBrDate(iso);
+  } catch (const std::exception& error) {
+    return error.what();
+  }
+}
+
+TEST_F(ZoneTest, DatesAndDateTimesWithoutZoneKeepTheirDate) {
+  UseZone("Asia/Tokyo");  // a zone must not move a date that has none
+  EXPECT_EQ(IsoDateToBrDate("2026-01-31"), "31/01/2026");
+  EXPECT_EQ(IsoDateToBrDate("20260131"), "31/01/2026");
+  EXPECT_EQ(IsoDateToBrDate("2026-01-31T10:00:00"), "31/01/2026");
+  EXPECT_EQ(IsoDateToBrDate("2026-01-31 23:59:59.999999"), "31/01/2026");
+  EXPECT_EQ(IsoDateToBrDate("2026-01-31T23:59:59,5"), "31/01/2026");
+  EXPECT_EQ(IsoDateToBrDate("2026-01-31T00:00"), "31/01/2026");
+  EXPECT_EQ(IsoDateToBrDate("2026-01-31T08"), "31/01/2026");
+  EXPECT_EQ(IsoDateToBrDate("20260131T235959"), "31/01/2026");
+  EXPECT_EQ(IsoDateToBrDate("0001-01-01"), "01/01/0001");
+  EXPECT_EQ(IsoDateToBrDate("9999-12-31"), "31/12/9999");
+  EXPECT_EQ(IsoDateToBrDate("2024-02-29"), "29/02/2024");
+  EXPECT_EQ(IsoDateToBrDate("2000-02-29"), "29/02/2000");
+  // 24:00 ends a day: it is the next day's midnight.
+  EXPECT_EQ(IsoDateToBrDate("2026-01-31T24:00:00"), "01/02/2026");
+  EXPECT_EQ(IsoDateToBrDate("2026-12-31T24:00"), "01/01/2027");
+}
+
+TEST_F(ZoneTest, ZonedTimesNearMidnightMoveToTheLocalDate) {
+  UseZone("America/Sao_Paulo");  // UTC-3, no summer time since 2019
+  EXPECT_EQ(IsoDateToBrDate("2026-02-01T02:59:59.999Z"), "31/01/2026");
+  EXPECT_EQ(IsoDateToBrDate("2026-02-01T03:00:00Z"), "01/02/2026");
+  EXPECT_EQ(IsoDateToBrDate("2026-02-01T00:00:00+00:00"), "31/01/2026");
+  EXPECT_EQ(IsoDateToBrDate("2026-02-01 00:00:00+00"), "31/01/2026");
+  EXPECT_EQ(IsoDateToBrDate("2026-02-01T00:00:00-0300"), "01/02/2026");
+  EXPECT_EQ(IsoDateToBrDate("2026-01-31T22:00:00-05:00"), "01/02/2026");
+  EXPECT_EQ(IsoDateToBrDate("2026-02-01T11:59:00+14:00"), "31/01/2026");
+  EXPECT_EQ(IsoDateToBrDate("2026-01-01T02:00:00Z"), "31/12/2025");
+  EXPECT_EQ(IsoDateToBrDate("2024-03-01T01:00:00Z"), "29/02/2024");
+  // Summer time of 2018/2019 (UTC-2) comes from the zone database.
+  EXPECT_EQ(IsoDateToBrDate("2018-12-01T02:30:00Z"), "01/12/2018");
+  EXPECT_EQ(IsoDateToBrDate("2018-06-01T02:30:00Z"), "31/05/2018");
+
+  UseZone("Asia/Tokyo");  // UTC+9: the other direction
+  EXPECT_EQ(IsoDateToBrDate("2026-01-31T14:59:59Z"), "31/01/2026");
+  EXPECT_EQ(IsoDateToBrDate("2026-01-31T15:00:00Z"), "01/02/2026");
+  EXPECT_EQ(IsoDateToBrDate("2026-01-31T12:00:00-03:00"), "01/02/2026");
+
+  UseZone("UTC");
+  EXPECT_EQ(IsoDateToBrDate("2026-01-31T23:59:59Z"), "31/01/2026");
+  EXPECT_EQ(IsoDateToBrDate("2026-02-01T01:00:00+01:00"), "01/02/2026");
+  EXPECT_EQ(IsoDateToBrDate("2026-02-01T00:59:59+01:00"), "31/01/2026");
+}
+
+TEST_F(ZoneTest, AnythingElseIsAnInvalidIsoDate) {
+  UseZone("America/Sao_Paulo");
+  for (const char* text : {"",
+                           "2026",
+                           "2026-01",
+                           "2026-13-01",
+                           "2026-00-10",
+                           "2026-01-00",
+                           "2026-02-30",
+                           "2023-02-29",
+                           "1900-02-29",
+                           "2026-04-31",
+                           "0000-01-01",
+                           "31/01/2026",
+                           "2026-1-31",
+                           "2026-01-1",
+                           "2026/01/31",
+                           "2026-01-31x",
+                           " 2026-01-31",
+                           "2026-01-31 ",
+                           "2026-01-31T",
+                           "2026-01-31T1",
+                           "2026-01-31T25:00",
+                           "2026-01-31T10:60",
+                           "2026-01-31T10:00:61",
+                           "2026-01-31T24:00:01",
+                           "2026-01-31T24:30",
+                           "2026-01-31T24:00:00.5",
+                           "2026-01-31T10:00:00.",
+                           "2026-01-31T10:00:00+24:00",
+                           "2026-01-31T10:00:00+03:60",
+                           "2026-01-31T10:00:00+3",
+                           "2026-01-31T10:00:00Zjunk",
+                           "2026-0131",
+                           "+2026-01-31",
+                           "2026-01-31T10:00:00 Z",
+                           "9999-12-31T23:00:00-05:00",
+                           "null",
+                           "１２３４-01-01"}) {
+    EXPECT_EQ(Failure(text), "Data ISO inválida") << "input: \"" << text << "\"";
+  }
+}
+
+}  // namespace
+}  // namespace rotalis
