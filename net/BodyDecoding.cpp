@@ -1,0 +1,161 @@
+#include "net/BodyDecoding.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <string_view>
+
+namespace rotalis::net {
+namespace {
+
+std::string Lower(std::string_view text) {
+  std::string out(text);
+  std::ranges::transform(out, out.begin(), [](unsigned char c) { return std::tolower(c); });
+  return out;
+}
+
+std::string_view Trim(std::string_view text) {
+  const auto first = text.find_first_not_of(" \t");
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(" \t") - first + 1);
+}
+
+void AppendUtf8(std::string& out, char32_t cp) {
+  if (cp < 0x80) {
+    out += static_cast<char>(cp);
+  } else if (cp < 0x800) {
+    out += static_cast<char>(0xC0 | (cp >> 6));
+    out += static_cast<char>(0x80 | (cp & 0x3F));
+  } else {
+    out += static_cast<char>(0xE0 | (cp >> 12));
+    out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+    out += static_cast<char>(0x80 | (cp & 0x3F));
+  }
+}
+
+// Windows-1252 bytes 0x80..0x9F; the five the code page leaves undefined keep
+// their C1 value, as ISO-8859-1 would.
+constexpr std::array<char16_t, 32> kWindows1252High = {
+    0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
+    0x2039, 0x0152, 0x008D, 0x017D, 0x008F, 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
+    0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
+
+std::string SingleByteToUtf8(const std::string& bytes, bool windows1252) {
+  std::string out;
+  out.reserve(bytes.size() * 2);
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    const bool high = windows1252 && byte >= 0x80 && byte <= 0x9F;
+    AppendUtf8(out, high ? kWindows1252High[byte - 0x80] : byte);
+  }
+  return out;
+}
+
+// Copies well-formed sequences and replaces each malformed one by U+FFFD, so
+// the text handed on is always valid UTF-8.
+std::string SanitiseUtf8(const std::string& bytes) {
+  std::string out;
+  out.reserve(bytes.size());
+  const auto continuation = [&bytes](std::size_t at) {
+    return at < bytes.size() && (static_cast<unsigned char>(bytes[at]) & 0xC0) == 0x80;
+  };
+  for (std::size_t i = 0; i < bytes.size();) {
+    const auto lead = static_cast<unsigned char>(bytes[i]);
+    std::size_t length = 0;
+    char32_t cp = 0;
+    if (lead < 0x80) {
+      length = 1, cp = lead;
+    } else if (lead >= 0xC2 && lead <= 0xDF) {
+      length = 2, cp = lead & 0x1F;
+    } else if (lead >= 0xE0 && lead <= 0xEF) {
+      length = 3, cp = lead & 0x0F;
+    } else if (lead >= 0xF0 && lead <= 0xF4) {
+      length = 4, cp = lead & 0x07;
+    }
+    bool valid = length > 0;
+    for (std::size_t k = 1; valid && k < length; ++k) {
+      valid = continuation(i + k);
+      if (valid) cp = (cp << 6) | (static_cast<unsigned char>(bytes[i + k]) & 0x3F);
+    }
+    const char32_t minimum = length == 3 ? 0x800 : length == 4 ? 0x10000 : 0;
+    if (valid && (cp < minimum || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF))) valid = false;
+    if (valid) {
+      out.append(bytes, i, length);
+      i += length;
+    } else {
+      out += "\xEF\xBF\xBD";
+      ++i;
+    }
+  }
+  return out;
+}
+
+std::string Decode(const std::string& bytes, const std::string& charset) {
+  if (charset == "iso-8859-1" || charset == "latin1" || charset == "iso8859-1") {
+    return SingleByteToUtf8(bytes, false);
+  }
+  if (charset == "windows-1252" || charset == "cp1252") return SingleByteToUtf8(bytes, true);
+  return SanitiseUtf8(bytes);
+}
+
+bool KnownText(const std::string& mime) {
+  return mime.starts_with("text/") || mime == "application/json" || mime == "application/xml" ||
+         mime == "application/javascript" || mime == "application/x-www-form-urlencoded" ||
+         mime == "application/soap+xml" || mime.ends_with("+json") || mime.ends_with("+xml");
+}
+
+bool KnownBinary(const std::string& mime) {
+  static constexpr std::string_view kBinary[] = {"application/octet-stream",
+                                                 "application/zip",
+                                                 "application/gzip",
+                                                 "application/x-gzip",
+                                                 "application/pdf",
+                                                 "application/x-msdownload",
+                                                 "application/x-7z-compressed",
+                                                 "application/x-rar-compressed",
+                                                 "application/x-tar",
+                                                 "application/vnd.microsoft.portable-executable"};
+  return mime.starts_with("image/") || mime.starts_with("audio/") || mime.starts_with("video/") ||
+         mime.starts_with("font/") || std::ranges::find(kBinary, mime) != std::end(kBinary);
+}
+
+}  // namespace
+
+std::string MimeTypeOf(const std::string& contentType) {
+  return Lower(Trim(std::string_view(contentType).substr(0, contentType.find(';'))));
+}
+
+std::string CharsetOf(const std::string& contentType) {
+  std::string_view rest(contentType);
+  while (true) {
+    const auto semicolon = rest.find(';');
+    if (semicolon == std::string_view::npos) return {};
+    rest.remove_prefix(semicolon + 1);
+    const auto parameter = Trim(rest.substr(0, rest.find(';')));
+    const auto equals = parameter.find('=');
+    if (equals == std::string_view::npos || Lower(Trim(parameter.substr(0, equals))) != "charset") {
+      continue;
+    }
+    auto value = Trim(parameter.substr(equals + 1));
+    if (value.size() >= 2 && value.front() == '"' && value.back() == '"') {
+      value = value.substr(1, value.size() - 2);
+    }
+    return Lower(value);
+  }
+}
+
+std::optional<std::string> DecodeBody(const std::string& bytes, const std::string& contentType,
+                                      const std::string& fallbackCharset) {
+  const std::string charset = CharsetOf(contentType);
+  if (!charset.empty()) return Decode(bytes, charset);
+  const std::string mime = MimeTypeOf(contentType);
+  const std::string fallback = Lower(fallbackCharset);
+  if (!fallback.empty() && fallback != "raw") {
+    if (KnownBinary(mime)) return std::nullopt;
+    return Decode(bytes, fallback);
+  }
+  if (KnownText(mime)) return Decode(bytes, "utf-8");
+  return std::nullopt;
+}
+
+}  // namespace rotalis::net
