@@ -1,0 +1,21 @@
+#include "launcher/StartUp.h"
+
+#include "launcher/ModuleHost.h"
+#include "launcher/SearchPath.h"
+#include "platform/Environment.h"
+#include "update/UpdateDriver.h"
+
+namespace rotalis {
+
+int RunLauncher(ui::Application& app, const Installation& here) {
+  // Replaced, not extended: the installers run by the update step inherit
+  // exactly these folders.
+  platform::SetEnvironment("PATH", ModuleSearchPath(here.folder));
+  RunUpdate(app, here);
+  LoadModulePackage(app, here.folder);
+  app.SetMainForm(app.FindComponent(kMainFormName));
+  app.Run();
+  return 0;
+}
+
+}  // namespace rotalis
