@@ -1,0 +1,62 @@
+#pragma once
+// The rows of a result set, held client side: the rows the server sent stay in
+// the client library's buffer, rows written later are kept beside them. Lookups
+// by value go through a per-column hash index built on first use, so locating a
+// key stays fast on large result sets.
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "db/MySqlHandles.h"
+
+namespace rotalis::db {
+
+using RowValues = std::vector<std::optional<std::string>>;
+
+class RowSet {
+ public:
+  // Takes over a stored result and reads every row of it.
+  void Reset(MySqlResult result, std::size_t columnCount);
+  void Clear();
+
+  std::size_t RowCount() const { return rows_.size(); }
+  // The value of one cell; nullopt for SQL NULL.
+  std::optional<std::string_view> Value(std::size_t row, std::size_t column) const;
+  RowValues Row(std::size_t row) const;
+
+  void ReplaceRow(std::size_t row, RowValues values);
+  std::size_t AppendRow(RowValues values);
+
+  // The first row whose column holds exactly this value (byte comparison).
+  std::optional<std::size_t> Find(std::size_t column, std::string_view value);
+
+ private:
+  struct RowRef {
+    const char* const* cells;
+    const std::uint32_t* lengths;
+  };
+  struct OwnedRow {
+    RowValues values;
+    std::vector<const char*> cells;
+    std::vector<std::uint32_t> lengths;
+  };
+  using Index = std::unordered_map<std::string, std::size_t>;
+
+  RowRef Own(RowValues values);
+  void IndexChanged(std::size_t row, const RowValues& before, const RowValues& after);
+
+  MySqlResult result_;
+  std::size_t columnCount_ = 0;
+  std::vector<std::uint32_t> resultLengths_;
+  std::deque<OwnedRow> owned_;
+  std::vector<RowRef> rows_;
+  std::unordered_map<std::size_t, Index> indexes_;
+};
+
+}  // namespace rotalis::db

@@ -1,0 +1,268 @@
+#include "db/TDbQuery.h"
+
+#include <mysql.h>
+
+#include <algorithm>
+#include <cctype>
+
+#include "db/DbError.h"
+#include "db/PostStatement.h"
+#include "db/TDbConnection.h"
+
+namespace rotalis {
+namespace {
+
+std::string Lower(std::string_view text) {
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return lower;
+}
+
+FieldKind KindOf(const MYSQL_FIELD& field) {
+  switch (field.type) {
+    case MYSQL_TYPE_TINY:
+    case MYSQL_TYPE_SHORT:
+    case MYSQL_TYPE_LONG:
+    case MYSQL_TYPE_LONGLONG:
+    case MYSQL_TYPE_INT24:
+    case MYSQL_TYPE_YEAR:
+      return FieldKind::Integer;
+    case MYSQL_TYPE_DECIMAL:
+    case MYSQL_TYPE_NEWDECIMAL:
+    case MYSQL_TYPE_FLOAT:
+    case MYSQL_TYPE_DOUBLE:
+      return FieldKind::Float;
+    case MYSQL_TYPE_DATE:
+    case MYSQL_TYPE_NEWDATE:
+      return FieldKind::Date;
+    case MYSQL_TYPE_VARCHAR:
+    case MYSQL_TYPE_VAR_STRING:
+    case MYSQL_TYPE_STRING:
+    case MYSQL_TYPE_TINY_BLOB:
+    case MYSQL_TYPE_MEDIUM_BLOB:
+    case MYSQL_TYPE_LONG_BLOB:
+    case MYSQL_TYPE_BLOB:
+    case MYSQL_TYPE_ENUM:
+    case MYSQL_TYPE_SET:
+      return FieldKind::Text;
+    default:
+      return FieldKind::Other;
+  }
+}
+
+std::string Text(const char* text, unsigned int length) {
+  return text == nullptr ? std::string() : std::string(text, length);
+}
+
+}  // namespace
+
+TDbQuery::TDbQuery() = default;
+TDbQuery::TDbQuery(TDbConnection& connection) : connection_(&connection) {}
+TDbQuery::~TDbQuery() = default;
+
+TDbConnection& TDbQuery::RequireConnection() {
+  if (connection_ == nullptr) throw Exception("The query has no connection");
+  return *connection_;
+}
+
+void TDbQuery::RequireBrowsing(const char* operation) const {
+  if (state_ == State::Inactive) {
+    throw Exception(std::string("Cannot ") + operation + ": the query is not open");
+  }
+  if (state_ != State::Browse) {
+    throw Exception(std::string("Cannot ") + operation + ": a row is being edited");
+  }
+}
+
+void TDbQuery::Open() {
+  TDbConnection& connection = RequireConnection();
+  Close();
+  db::MySqlResult result = connection.Execute(sql_.Text());
+  if (!result) throw EDatabaseError("The statement returned no result set");
+  ReadColumns(result);
+  rows_.Reset(std::move(result), columns_.size());
+  current_ = 0;
+  state_ = State::Browse;
+}
+
+void TDbQuery::ReadColumns(db::MySqlResult& result) {
+  const unsigned int count = mysql_num_fields(result.get());
+  const MYSQL_FIELD* fields = mysql_fetch_fields(result.get());
+  for (unsigned int i = 0; i < count; ++i) {
+    const MYSQL_FIELD& field = fields[i];
+    ColumnInfo column;
+    column.name = Text(field.name, field.name_length);
+    column.originalName = Text(field.org_name, field.org_name_length);
+    column.table = Text(field.org_table, field.org_table_length);
+    column.database = Text(field.db, field.db_length);
+    column.primaryKey = (field.flags & PRI_KEY_FLAG) != 0;
+    column.autoIncrement = (field.flags & AUTO_INCREMENT_FLAG) != 0;
+    fields_.push_back(std::make_unique<TField>(*this, i, column.name, KindOf(field)));
+    // The first of two equally named columns wins, as the server lists them.
+    fieldIndex_.emplace(Lower(column.name), i);
+    columns_.push_back(std::move(column));
+  }
+}
+
+void TDbQuery::Close() {
+  rows_.Clear();
+  columns_.clear();
+  fields_.clear();
+  fieldIndex_.clear();
+  buffer_.clear();
+  assigned_.clear();
+  current_.reset();
+  state_ = State::Inactive;
+}
+
+void TDbQuery::ExecSQL() {
+  TDbConnection& connection = RequireConnection();
+  Close();
+  connection.Execute(sql_.Text());
+  rowsAffected_ = connection.AffectedRows();
+}
+
+TField* TDbQuery::FindField(const std::string& name) {
+  const auto found = fieldIndex_.find(Lower(name));
+  return found == fieldIndex_.end() ? nullptr : fields_[found->second].get();
+}
+
+TField& TDbQuery::FieldByName(const std::string& name) {
+  TField* field = FindField(name);
+  if (field == nullptr) throw Exception("Field '" + name + "' not found");
+  return *field;
+}
+
+void TDbQuery::First() {
+  RequireBrowsing("move");
+  current_ = 0;
+}
+
+void TDbQuery::Next() {
+  RequireBrowsing("move");
+  if (*current_ < rows_.RowCount()) ++*current_;
+}
+
+bool TDbQuery::Locate(const std::string& keyField, const std::string& keyValue) {
+  RequireBrowsing("locate");
+  const auto column = fieldIndex_.find(Lower(keyField));
+  if (column == fieldIndex_.end()) throw Exception("Field '" + keyField + "' not found");
+  const auto row = rows_.Find(column->second, keyValue);
+  if (!row) return false;
+  current_ = *row;
+  return true;
+}
+
+void TDbQuery::Edit() {
+  RequireBrowsing("edit");
+  if (Eof()) throw Exception("Cannot edit: there is no current row");
+  buffer_ = rows_.Row(*current_);
+  assigned_.assign(columns_.size(), false);
+  state_ = State::Edit;
+}
+
+void TDbQuery::Append() {
+  RequireBrowsing("append");
+  buffer_.assign(columns_.size(), std::nullopt);
+  assigned_.assign(columns_.size(), false);
+  state_ = State::Insert;
+}
+
+void TDbQuery::Cancel() {
+  if (state_ != State::Edit && state_ != State::Insert) return;
+  buffer_.clear();
+  assigned_.clear();
+  state_ = State::Browse;
+}
+
+std::optional<std::string_view> TDbQuery::CellValue(std::size_t column) const {
+  if (state_ == State::Edit || state_ == State::Insert) {
+    const auto& value = buffer_.at(column);
+    if (!value) return std::nullopt;
+    return std::string_view(*value);
+  }
+  if (Eof()) return std::nullopt;
+  return rows_.Value(*current_, column);
+}
+
+void TDbQuery::AssignCell(std::size_t column, std::optional<std::string> value) {
+  if (state_ != State::Edit && state_ != State::Insert) {
+    throw Exception("Cannot modify field '" + columns_.at(column).name +
+                    "': the query is not editing or appending a row");
+  }
+  buffer_.at(column) = std::move(value);
+  assigned_.at(column) = true;
+}
+
+std::string TDbQuery::PostTable(std::string& database) const {
+  std::string table;
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    if (!assigned_[i] && !columns_[i].primaryKey) continue;
+    const ColumnInfo& column = columns_[i];
+    if (column.table.empty()) {
+      throw Exception("Cannot post: column '" + column.name + "' does not belong to a table");
+    }
+    if (table.empty()) {
+      table = column.table;
+      database = column.database;
+    } else if (column.table != table || column.database != database) {
+      throw Exception("Cannot post: the columns come from more than one table");
+    }
+  }
+  return table;
+}
+
+void TDbQuery::Post() {
+  if (state_ != State::Edit && state_ != State::Insert) {
+    throw Exception("Cannot post: the query is not editing or appending a row");
+  }
+  TDbConnection& connection = RequireConnection();
+  std::vector<db::ColumnValue> assigned, key;
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    if (assigned_[i]) assigned.push_back({columns_[i].originalName, buffer_[i]});
+    if (columns_[i].primaryKey && state_ == State::Edit) {
+      // The row is identified by the key it had when it was read.
+      const auto original = rows_.Value(*current_, i);
+      key.push_back({columns_[i].originalName,
+                     original ? std::optional<std::string>(*original) : std::nullopt});
+    }
+  }
+  if (state_ == State::Edit && assigned.empty()) {
+    Cancel();
+    return;
+  }
+  std::string database;
+  const std::string table = PostTable(database);
+  if (table.empty()) throw Exception("Cannot post: no column of the row belongs to a table");
+  const db::QuoteFunction quote = [&connection](std::string_view value) {
+    return connection.QuoteValue(value);
+  };
+  if (state_ == State::Edit && key.empty()) {
+    throw Exception("Cannot post: the result set holds no primary-key column of table '" + table +
+                    "'");
+  }
+  const std::string sql = state_ == State::Insert
+                              ? db::BuildInsert(database, table, assigned, quote)
+                              : db::BuildUpdate(database, table, assigned, key, quote);
+  connection.Execute(sql);
+  rowsAffected_ = connection.AffectedRows();
+  if (rowsAffected_ != 1) {
+    throw EDatabaseError("Update failed. Found " + std::to_string(rowsAffected_) + " records");
+  }
+  if (state_ == State::Insert) {
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      if (columns_[i].autoIncrement && !assigned_[i] && connection.LastInsertId() != 0) {
+        buffer_[i] = std::to_string(connection.LastInsertId());
+      }
+    }
+    current_ = rows_.AppendRow(std::move(buffer_));
+  } else {
+    rows_.ReplaceRow(*current_, std::move(buffer_));
+  }
+  buffer_.clear();
+  assigned_.clear();
+  state_ = State::Browse;
+}
+
+}  // namespace rotalis

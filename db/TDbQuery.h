@@ -1,0 +1,107 @@
+#pragma once
+// One statement on a session, with its client-side result set and editing state.
+//
+// States: inactive -> Open -> browsing; Edit / Append -> editing / inserting;
+// Post -> browsing; Close -> inactive. Open and ExecSQL connect the session
+// implicitly when it is not connected. Post turns the row into one INSERT or
+// UPDATE on the table the result set's columns come from, identified by its
+// primary-key columns, and checks that exactly one row matched ("Update
+// failed. Found %d records"). Statement failures raise EDatabaseError with the
+// server's text and leave the query as it was (a failed Post keeps editing).
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "db/RowSet.h"
+#include "db/TField.h"
+#include "db/TStringList.h"
+
+namespace rotalis {
+
+class TDbConnection;
+
+class TDbQuery {
+ public:
+  enum class State { Inactive, Browse, Edit, Insert };
+
+  TDbQuery();
+  explicit TDbQuery(TDbConnection& connection);
+  ~TDbQuery();
+  TDbQuery(const TDbQuery&) = delete;
+  TDbQuery& operator=(const TDbQuery&) = delete;
+
+  void SetConnection(TDbConnection* connection) { connection_ = connection; }
+  TDbConnection* Connection() const { return connection_; }
+
+  TStringList& SQL() { return sql_; }
+  const TStringList& SQL() const { return sql_; }
+
+  // Runs SQL().Text() (which must return rows) and positions on the first row.
+  void Open();
+  void Close();
+  // Runs SQL().Text() as a statement without rows; the query stays inactive.
+  void ExecSQL();
+  bool Active() const { return state_ != State::Inactive; }
+  State GetState() const { return state_; }
+  // Rows matched by the last ExecSQL or posted statement.
+  std::uint64_t RowsAffected() const { return rowsAffected_; }
+
+  // Column names match without regard to case; raises "Field '<name>' not found".
+  TField& FieldByName(const std::string& name);
+  TField* FindField(const std::string& name);
+  std::size_t FieldCount() const { return fields_.size(); }
+
+  std::size_t RecordCount() const { return rows_.RowCount(); }
+  bool Eof() const { return !current_ || *current_ >= rows_.RowCount(); }
+  void First();
+  void Next();
+
+  // Moves to the first row whose keyField equals keyValue exactly (whole value,
+  // case-sensitive); leaves the position unchanged and returns false otherwise.
+  bool Locate(const std::string& keyField, const std::string& keyValue);
+  void Edit();
+  // Starts a new, empty row at the end of the result set.
+  void Append();
+  void Post();
+  // Drops the pending changes and returns to browsing.
+  void Cancel();
+
+  // --- used by TField ---
+  std::optional<std::string_view> CellValue(std::size_t column) const;
+  void AssignCell(std::size_t column, std::optional<std::string> value);
+
+ private:
+  struct ColumnInfo {
+    std::string name;
+    std::string originalName;
+    std::string table;
+    std::string database;
+    bool primaryKey = false;
+    bool autoIncrement = false;
+  };
+
+  TDbConnection& RequireConnection();
+  void RequireBrowsing(const char* operation) const;
+  void ReadColumns(db::MySqlResult& result);
+  std::string PostTable(std::string& database) const;
+
+  TDbConnection* connection_ = nullptr;
+  TStringList sql_;
+  State state_ = State::Inactive;
+  std::vector<ColumnInfo> columns_;
+  std::vector<std::unique_ptr<TField>> fields_;
+  std::unordered_map<std::string, std::size_t> fieldIndex_;
+  db::RowSet rows_;
+  std::optional<std::size_t> current_;
+  db::RowValues buffer_;
+  std::vector<bool> assigned_;
+  std::uint64_t rowsAffected_ = 0;
+};
+
+}  // namespace rotalis

@@ -1,0 +1,44 @@
+#pragma once
+// One column of a query's result set, read and written in the current row.
+//
+// Reads of SQL NULL give "", 0 and 0.0. Writes are only allowed while the
+// query edits or appends a row. Text written into a date column is parsed in
+// the short date format (day/month/year); dates read as text come back in it.
+// Numbers travel as locale-independent text.
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace rotalis {
+
+class TDbQuery;
+
+enum class FieldKind { Text, Integer, Float, Date, Other };
+
+class TField {
+ public:
+  TField(TDbQuery& query, std::size_t index, std::string name, FieldKind kind);
+
+  const std::string& FieldName() const { return name_; }
+  FieldKind Kind() const { return kind_; }
+  bool IsNull() const;
+
+  std::string AsString() const;
+  void SetAsString(const std::string& value);
+  // Raises "'<text>' is not a valid integer value" when the value is not one.
+  std::int32_t AsInteger() const;
+  void SetAsInteger(std::int32_t value);
+  // Raises "'<text>' is not a valid floating point value" when not a number.
+  double AsFloat() const;
+  void SetAsFloat(double value);
+  void Clear();  // SQL NULL
+
+ private:
+  TDbQuery& query_;
+  std::size_t index_;
+  std::string name_;
+  FieldKind kind_;
+};
+
+}  // namespace rotalis

@@ -1,0 +1,60 @@
+#include <gtest/gtest.h>
+
+#include <clocale>
+
+#include "db/DbConvert.h"
+#include "db/TStringList.h"
+#include "platform/Exception.h"
+
+namespace rotalis {
+namespace {
+
+TEST(PortFromSetting, EmptyTextIsTheDefaultPort) { EXPECT_EQ(PortFromSetting(""), 3306); }
+
+TEST(PortFromSetting, RejectsTextThatIsNotAWholeNumber) {
+  EXPECT_EQ(PortFromSetting("3307"), 3307);
+  for (const char* text : {"abc", "33o6", "3306.0", "99999999999", "1e3", " "}) {
+    try {
+      PortFromSetting(text);
+      ADD_FAILURE() << text;
+    } catch (const Exception& error) {
+      EXPECT_EQ(error.what(), "'" + std::string(text) + "' is not a valid integer value");
+    }
+  }
+}
+
+TEST(ShortDate, ParsesDayMonthYearAndRejectsOtherDates) {
+  EXPECT_EQ(db::ShortDateToSql("31/12/2026"), "2026-12-31");
+  EXPECT_EQ(db::ShortDateToSql("1/2/2026"), "2026-02-01");
+  EXPECT_EQ(db::ShortDateToSql("29/02/2024"), "2024-02-29");
+  for (const char* text :
+       {"29/02/2026", "12/31/2026x", "2026-12-31", "31/04/2026", "00/01/2026", "31/12/26", ""}) {
+    EXPECT_THROW(db::ShortDateToSql(text), Exception) << text;
+  }
+  EXPECT_EQ(db::SqlDateToShort("2026-12-31"), "31/12/2026");
+}
+
+TEST(FormatFloat, IgnoresTheProcessLocale) {
+  // A locale with a decimal comma, when the machine has one.
+  if (std::setlocale(LC_ALL, "pt_BR.UTF-8") == nullptr) std::setlocale(LC_ALL, "de_DE.UTF-8");
+  EXPECT_EQ(db::FormatFloat(1.23456), "1.23456");
+  EXPECT_EQ(db::FormatFloat(-0.5), "-0.5");
+  double value = 0;
+  EXPECT_TRUE(db::ParseFloat("12.000", value));
+  EXPECT_EQ(value, 12.0);
+  EXPECT_FALSE(db::ParseFloat("12,5", value));
+  std::setlocale(LC_ALL, "C");
+}
+
+TEST(TStringList, JoinsAndSplitsLines) {
+  TStringList sql;
+  sql.SetText("SELECT a ");
+  sql.Add("FROM t ");
+  EXPECT_EQ(sql.Text(), "SELECT a \nFROM t ");
+  sql.SetText("one\r\ntwo\n");
+  ASSERT_EQ(sql.Count(), 2u);
+  EXPECT_EQ(sql[1], "two");
+}
+
+}  // namespace
+}  // namespace rotalis

@@ -1,0 +1,178 @@
+// Locating, editing, appending and posting rows of a result set, against the
+// private server.
+
+#include <gtest/gtest.h>
+
+#include "db/DbError.h"
+#include "db/TDbConnection.h"
+#include "db/TDbQuery.h"
+#include "tests/support/mariadb/MariaDbTest.h"
+
+namespace rotalis {
+namespace {
+
+class EditingTest : public test::MariaDbTest {
+ protected:
+  void SetUp() override {
+    MariaDbTest::SetUp();
+    Server().Execute(
+        "CREATE TABLE item (codigo varchar(20) NOT NULL, nome varchar(50) NOT NULL, qtd int "
+        "NOT NULL, taxa decimal(10, 3) DEFAULT NULL, inicio date NOT NULL, fim date DEFAULT "
+        "NULL, PRIMARY KEY (codigo)) CHARACTER SET latin1;"
+        "INSERT INTO item VALUES ('A1', 'primeiro', 1, 1.500, '2026-01-31', NULL),"
+        "('b2', 'segundo', 2, NULL, '2026-02-01', '2026-12-31')",
+        Database());
+    Server().Configure(connection_, Database());
+    query_.SQL().SetText("SELECT codigo, nome, qtd, taxa, inicio, fim FROM item ");
+    query_.Open();
+  }
+
+  std::string Stored(const std::string& column, const std::string& key) {
+    return Server()
+        .QueryValue("SELECT " + column + " FROM item WHERE codigo = '" + key + "'", Database())
+        .value_or("NULL");
+  }
+
+  TDbConnection connection_;
+  TDbQuery query_{connection_};
+};
+
+TEST_F(EditingTest, ReadsTypedValuesOfTheFirstRow) {
+  EXPECT_EQ(query_.RecordCount(), 2u);
+  EXPECT_EQ(query_.FieldByName("codigo").AsString(), "A1");
+  EXPECT_EQ(query_.FieldByName("qtd").AsInteger(), 1);
+  EXPECT_EQ(query_.FieldByName("taxa").AsFloat(), 1.5);
+  EXPECT_EQ(query_.FieldByName("taxa").AsString(), "1.500");
+  EXPECT_EQ(query_.FieldByName("inicio").AsString(), "31/01/2026");
+  EXPECT_TRUE(query_.FieldByName("fim").IsNull());
+  EXPECT_EQ(query_.FieldByName("fim").AsString(), "");
+  EXPECT_THROW(query_.FieldByName("nome").AsInteger(), Exception);
+}
+
+TEST_F(EditingTest, LocateIsExactAndCaseSensitive) {
+  EXPECT_TRUE(query_.Locate("codigo", "b2"));
+  EXPECT_EQ(query_.FieldByName("nome").AsString(), "segundo");
+  EXPECT_FALSE(query_.Locate("codigo", "a1"));
+  EXPECT_FALSE(query_.Locate("codigo", "A"));
+  EXPECT_FALSE(query_.Locate("codigo", "A1 "));
+  // A failed search leaves the position where it was.
+  EXPECT_EQ(query_.FieldByName("codigo").AsString(), "b2");
+}
+
+TEST_F(EditingTest, EditPostsAnUpdateOfTheAssignedColumnsByKey) {
+  ASSERT_TRUE(query_.Locate("codigo", "A1"));
+  query_.Edit();
+  query_.FieldByName("nome").SetAsString("alterado");
+  query_.FieldByName("taxa").SetAsFloat(1.23456);
+  query_.FieldByName("fim").SetAsString("31/12/2026");
+  query_.Post();
+  EXPECT_EQ(query_.GetState(), TDbQuery::State::Browse);
+  EXPECT_EQ(Stored("nome", "A1"), "alterado");
+  EXPECT_EQ(Stored("taxa", "A1"), "1.235");
+  EXPECT_EQ(Stored("fim", "A1"), "2026-12-31");
+  EXPECT_EQ(Stored("nome", "b2"), "segundo");
+  EXPECT_EQ(query_.FieldByName("fim").AsString(), "31/12/2026");
+}
+
+TEST_F(EditingTest, PostingAnUnchangedRowSucceeds) {
+  ASSERT_TRUE(query_.Locate("codigo", "b2"));
+  for (int round = 0; round < 2; ++round) {
+    query_.Edit();
+    query_.FieldByName("nome").SetAsString("segundo");
+    query_.FieldByName("qtd").SetAsInteger(2);
+    query_.Post();
+    EXPECT_EQ(query_.RowsAffected(), 1u);
+  }
+}
+
+TEST_F(EditingTest, AnAppendedKeyIsFoundAgainAndTheLastPostWins) {
+  query_.Append();
+  query_.FieldByName("codigo").SetAsString("C3");
+  query_.FieldByName("nome").SetAsString("terceiro");
+  query_.FieldByName("qtd").SetAsInteger(3);
+  query_.FieldByName("inicio").SetAsString("1/3/2026");
+  query_.Post();
+  EXPECT_EQ(query_.RecordCount(), 3u);
+  // Unassigned columns take the table's default.
+  EXPECT_EQ(Stored("taxa", "C3"), "NULL");
+  EXPECT_EQ(Stored("inicio", "C3"), "2026-03-01");
+
+  ASSERT_TRUE(query_.Locate("codigo", "A1"));
+  ASSERT_TRUE(query_.Locate("codigo", "C3"));
+  query_.Edit();
+  query_.FieldByName("nome").SetAsString("de novo");
+  query_.Post();
+  EXPECT_EQ(Stored("nome", "C3"), "de novo");
+  EXPECT_EQ(query_.FieldByName("nome").AsString(), "de novo");
+}
+
+TEST_F(EditingTest, ACaseOnlyDifferentKeyIsAppendedAndTheServerRefusesIt) {
+  ASSERT_FALSE(query_.Locate("codigo", "a1"));
+  query_.Append();
+  query_.FieldByName("codigo").SetAsString("a1");
+  query_.FieldByName("nome").SetAsString("x");
+  query_.FieldByName("qtd").SetAsInteger(9);
+  query_.FieldByName("inicio").SetAsString("01/01/2026");
+  try {
+    query_.Post();
+    ADD_FAILURE() << "no error";
+  } catch (const EDatabaseError& error) {
+    EXPECT_STREQ(error.what(), "Duplicate entry 'a1' for key 'PRIMARY'");
+  }
+  // The failed row stays in insert mode.
+  EXPECT_EQ(query_.GetState(), TDbQuery::State::Insert);
+  EXPECT_EQ(query_.RecordCount(), 2u);
+  query_.Cancel();
+  EXPECT_TRUE(connection_.Connected());
+}
+
+TEST_F(EditingTest, AnUpdateThatMatchesNoRowFails) {
+  ASSERT_TRUE(query_.Locate("codigo", "b2"));
+  Server().Execute("DELETE FROM item WHERE codigo = 'b2'", Database());
+  query_.Edit();
+  query_.FieldByName("nome").SetAsString("perdido");
+  try {
+    query_.Post();
+    ADD_FAILURE() << "no error";
+  } catch (const EDatabaseError& error) {
+    EXPECT_STREQ(error.what(), "Update failed. Found 0 records");
+  }
+  EXPECT_EQ(query_.GetState(), TDbQuery::State::Edit);
+}
+
+TEST_F(EditingTest, BadValuesFailClearly) {
+  query_.Edit();
+  EXPECT_THROW(query_.FieldByName("inicio").SetAsString("2026-01-31"), Exception);
+  query_.FieldByName("qtd").SetAsString("muitos");
+  try {
+    query_.Post();
+    ADD_FAILURE() << "no error";
+  } catch (const EDatabaseError& error) {
+    EXPECT_EQ(std::string(error.what()), "Incorrect integer value: 'muitos' for column `" +
+                                             Database() + "`.`item`.`qtd` at row 1");
+  }
+  query_.Cancel();
+  EXPECT_THROW(query_.FieldByName("nome").SetAsString("fora de edição"), Exception);
+}
+
+TEST_F(EditingTest, LocateStaysIndexedOverAHundredThousandRows) {
+  Server().Execute(
+      "INSERT INTO item (codigo, nome, qtd, inicio) SELECT CONCAT('K', seq), 'n', seq, "
+      "'2026-01-01' FROM seq_1_to_100000",
+      Database());
+  query_.Open();
+  ASSERT_EQ(query_.RecordCount(), 100002u);
+  for (int i = 1; i <= 100000; i += 997) {
+    ASSERT_TRUE(query_.Locate("codigo", "K" + std::to_string(i)));
+    ASSERT_EQ(query_.FieldByName("qtd").AsInteger(), i);
+  }
+  query_.Edit();
+  query_.FieldByName("codigo").SetAsString("moved");
+  query_.Post();
+  EXPECT_TRUE(query_.Locate("codigo", "moved"));
+  EXPECT_FALSE(query_.Locate("codigo", "K99701"));
+  EXPECT_TRUE(query_.Locate("codigo", "K99702"));
+}
+
+}  // namespace
+}  // namespace rotalis

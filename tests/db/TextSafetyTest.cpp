@@ -1,0 +1,124 @@
+// Text that travels through generated SQL: hostile characters, the server's
+// NO_BACKSLASH_ESCAPES mode, and Portuguese text in latin1 columns.
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "db/DbError.h"
+#include "db/TDbConnection.h"
+#include "db/TDbQuery.h"
+#include "tests/support/mariadb/MariaDbTest.h"
+
+namespace rotalis {
+namespace {
+
+const std::vector<std::string> kHostileTexts = {
+    "it's",
+    "\"double\" and 'single'",
+    "back\\slash\\",
+    "\\'; DROP TABLE texto; -- ",
+    "x' OR '1'='1",
+    "100% _wild_",
+    "tab\tline\nreturn\rbell\a\x1a end",
+    "Operação",
+    "Isenção",
+    "Tributação monofásica — combustíveis",
+    "preço: 12,50 €",
+    "",
+};
+
+class TextSafetyTest : public test::MariaDbTest {
+ protected:
+  void SetUp() override {
+    MariaDbTest::SetUp();
+    Server().Execute(
+        "CREATE TABLE texto (chave varchar(200) NOT NULL, valor varchar(200) NOT NULL, "
+        "PRIMARY KEY (chave)) CHARACTER SET latin1 COLLATE latin1_bin",
+        Database());
+    Server().Configure(connection_, Database());
+  }
+
+  void Open() {
+    query_.SQL().SetText("SELECT chave, valor FROM texto");
+    query_.Open();
+  }
+
+  // Appends every text as key and value, edits it, reads everything back.
+  void RoundTrip() {
+    Open();
+    for (const std::string& text : kHostileTexts) {
+      ASSERT_FALSE(query_.Locate("chave", text)) << text;
+      query_.Append();
+      query_.FieldByName("chave").SetAsString(text);
+      query_.FieldByName("valor").SetAsString(text);
+      query_.Post();
+    }
+    for (const std::string& text : kHostileTexts) {
+      ASSERT_TRUE(query_.Locate("chave", text)) << text;
+      query_.Edit();
+      query_.FieldByName("valor").SetAsString(text + "|" + text);
+      query_.Post();
+    }
+    Open();
+    ASSERT_EQ(query_.RecordCount(), kHostileTexts.size());
+    for (const std::string& text : kHostileTexts) {
+      ASSERT_TRUE(query_.Locate("chave", text)) << text;
+      EXPECT_EQ(query_.FieldByName("valor").AsString(), text + "|" + text);
+    }
+    ASSERT_EQ(Server().QueryValue("SELECT COUNT(*) FROM texto", Database()),
+              std::to_string(kHostileTexts.size()));
+  }
+
+  TDbConnection connection_;
+  TDbQuery query_{connection_};
+};
+
+TEST_F(TextSafetyTest, HostileTextRoundTripsByteForByte) { RoundTrip(); }
+
+TEST_F(TextSafetyTest, HostileTextRoundTripsWhenTheSessionTurnsBackslashEscapesOff) {
+  query_.SQL().SetText("SET SESSION sql_mode = CONCAT(@@sql_mode, ',NO_BACKSLASH_ESCAPES')");
+  query_.ExecSQL();
+  RoundTrip();
+}
+
+TEST_F(TextSafetyTest, HostileTextRoundTripsWhenTheServerTurnsBackslashEscapesOff) {
+  Server().Execute("SET GLOBAL sql_mode = CONCAT(@@sql_mode, ',NO_BACKSLASH_ESCAPES')");
+  struct Restore {
+    test::MariaDbServer& server;
+    ~Restore() {
+      server.Execute("SET GLOBAL sql_mode = REPLACE(@@sql_mode, 'NO_BACKSLASH_ESCAPES', '')");
+    }
+  } restore{Server()};
+  RoundTrip();
+}
+
+TEST_F(TextSafetyTest, PortugueseTextIsStoredAsLatin1Characters) {
+  Open();
+  query_.Append();
+  query_.FieldByName("chave").SetAsString("Operação");
+  query_.FieldByName("valor").SetAsString("Tributação monofásica — combustíveis");
+  query_.Post();
+  // Stored as latin1 (cp1252) bytes, one per character.
+  EXPECT_EQ(Server().QueryValue("SELECT HEX(chave) FROM texto", Database()), "4F70657261E7E36F");
+  EXPECT_EQ(Server().QueryValue("SELECT CHAR_LENGTH(valor) FROM texto", Database()), "36");
+}
+
+TEST_F(TextSafetyTest, TextLatin1CannotHoldFailsWithTheServersError) {
+  Open();
+  query_.Append();
+  query_.FieldByName("chave").SetAsString("emoji");
+  query_.FieldByName("valor").SetAsString("sorriso \xF0\x9F\x98\x80");
+  try {
+    query_.Post();
+    ADD_FAILURE() << "stored";
+  } catch (const EDatabaseError& error) {
+    EXPECT_EQ(std::string(error.what()),
+              "Incorrect string value: '\\xF0\\x9F\\x98\\x80' for column `" + Database() +
+                  "`.`texto`.`valor` at row 1");
+  }
+  EXPECT_EQ(Server().QueryValue("SELECT COUNT(*) FROM texto", Database()), "0");
+}
+
+}  // namespace
+}  // namespace rotalis
