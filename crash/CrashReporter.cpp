@@ -1,0 +1,226 @@
+#include "crash/CrashReporter.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "crash/ExceptionInfo.h"
+#include "crash/MantisSubmitter.h"
+#include "crash/ReportFile.h"
+#include "crash/ReportText.h"
+#include "platform/FileSystem.h"
+#include "platform/Paths.h"
+#include "platform/Symbolizer.h"
+#include "platform/SystemInfo.h"
+
+namespace rotalis::crash {
+namespace {
+
+void ReplaceAll(std::string& text, const std::string& from, const std::string& to) {
+  for (std::size_t pos = text.find(from); pos != std::string::npos;
+       pos = text.find(from, pos + to.size())) {
+    text.replace(pos, from.size(), to);
+  }
+}
+
+// The tracker's summary field holds 128 characters.
+std::string FitSummary(std::string summary) {
+  constexpr std::size_t kLimit = 128;
+  std::size_t characters = 0;
+  for (std::size_t i = 0; i < summary.size(); ++i) {
+    if ((static_cast<unsigned char>(summary[i]) & 0xC0) == 0x80) continue;
+    if (++characters > kLimit) {
+      summary.resize(i);
+      break;
+    }
+  }
+  return summary;
+}
+
+std::vector<platform::StackFrame> Symbolize(const CrashEvent& event) {
+  std::vector<platform::StackFrame> frames;
+  std::unique_ptr<platform::Symbolizer> symbolizer;
+  try {
+    symbolizer = platform::Symbolizer::ForProcess(event.processId);
+  } catch (const std::exception&) {
+    // Without module information the raw addresses still go into the report.
+  }
+  for (std::size_t i = 0; i < event.stack.size(); ++i) {
+    const bool exact = i == 0 && event.firstFrameExact;
+    if (symbolizer) {
+      frames.push_back(symbolizer->Describe(event.stack[i], exact));
+    } else {
+      platform::StackFrame frame;
+      frame.address = event.stack[i];
+      frames.push_back(frame);
+    }
+  }
+  return frames;
+}
+
+}  // namespace
+
+CrashReporter::CrashReporter(TCrashSettings settings, ApplicationInfo application, ui::CrashUi& ui,
+                             net::HttpTransport& transport)
+    : settings_(std::move(settings)),
+      application_(std::move(application)),
+      ui_(ui),
+      transport_(transport) {}
+
+std::string CrashReporter::ReportFilePath() const {
+  return platform::JoinPath(application_.folder, settings_.BugRepFile);
+}
+
+CrashOutcome CrashReporter::Handle(const CrashEvent& event) {
+  std::lock_guard lock(handling_);
+  const TCrashFilter& filter = FilterFor(event);
+  if (filter.NoBugRep) return ShowWithoutReport(filter, event);
+
+  const bool duplicate = IsDuplicate(event);
+  std::string screenshot;
+  if (!duplicate && !filter.NoScrShot && !settings_.ScrShotAppOnly) {
+    screenshot = ui_.CaptureScreenPng(settings_.ScrShotDepth);
+  }
+  if (settings_.PlWaitBox) ui_.ShowPleaseWait(settings_.PlWaitTitle, settings_.PlWaitText);
+  std::string report;
+  try {
+    report = BuildReport(event);
+    if (!duplicate) SaveAndSubmit(event, report, screenshot);
+  } catch (...) {
+    if (settings_.PlWaitBox) ui_.HidePleaseWait();
+    throw;
+  }
+  if (settings_.PlWaitBox) ui_.HidePleaseWait();
+  if (filter.ShowCfg == ssNothing)
+    return event.canContinue ? CrashOutcome::Continue : CrashOutcome::Close;
+  return AskUser(event, report);
+}
+
+const TCrashFilter& CrashReporter::FilterFor(const CrashEvent& event) const {
+  for (const TCrashFilter* filter : {&settings_.F1, &settings_.F2}) {
+    for (const std::string& name : filter->Classes) {
+      if (ClassMatches(event.classChain, name)) return *filter;
+    }
+  }
+  return settings_.Gn;
+}
+
+CrashOutcome CrashReporter::ShowWithoutReport(const TCrashFilter& filter, const CrashEvent& event) {
+  if (filter.ShowCfg != ssNothing) {
+    ui_.ShowSimpleBox(ui::SimpleBoxSpec{Filled(settings_.TitleBar, event, {}), event.message,
+                                        settings_.OkBtnTxt, settings_.DetailsBtnTxt,
+                                        event.errorClass + ": " + event.message});
+  }
+  return event.canContinue ? CrashOutcome::Continue : CrashOutcome::Close;
+}
+
+bool CrashReporter::IsDuplicate(const CrashEvent& event) {
+  if (!settings_.NoDupExcepts || settings_.DupExceptDef != ddCrashStackIdentical) return false;
+  if (event.stack.empty()) return false;
+  if (std::find(reportedStacks_.begin(), reportedStacks_.end(), event.stack) !=
+      reportedStacks_.end()) {
+    return true;
+  }
+  reportedStacks_.push_back(event.stack);
+  return false;
+}
+
+std::string CrashReporter::BuildReport(const CrashEvent& event) {
+  return BuildReportText(application_, event, Symbolize(event), platform::LocalDateTimeText());
+}
+
+void CrashReporter::SaveAndSubmit(const CrashEvent& event, const std::string& report,
+                                  const std::string& screenshot) {
+  const std::string path = ReportFilePath();
+  bool saved = false;
+  if (settings_.AutoSave || settings_.AutoSaveIfNotSent) {
+    try {
+      AppendReport(path, report, static_cast<std::size_t>(settings_.BugRepFileSize));
+      saved = true;
+    } catch (const std::exception&) {
+      // A read-only folder must not keep the report from the tracker.
+    }
+  }
+  if (!settings_.AutoSend || !settings_.Mantis) return;
+  std::vector<MantisAttachment> attachments;
+  if (settings_.AttachBugRep || settings_.AttachBugRepFile) {
+    std::string content = report;
+    if (saved && settings_.AttachBugRepFile) {
+      try {
+        content = platform::ReadFileBytes(path);
+      } catch (const std::exception&) {
+      }
+    }
+    attachments.push_back({settings_.BugRepSendAs, "text/plain", content});
+  }
+  if (!screenshot.empty())
+    attachments.push_back({settings_.ScrShotSendAs, "image/png", screenshot});
+  const MantisIssue issue{settings_.BugTrProject, settings_.BugTrArea,
+                          FitSummary(Filled(settings_.BugTrTitle, event, report)),
+                          Filled(settings_.BugTrDescr, event, report)};
+  try {
+    MantisSubmitter(transport_, settings_).Submit(issue, attachments);
+  } catch (const std::exception&) {
+    // No progress window is open, so the user hears nothing; the report stays
+    // in the file for the next successful submission.
+    return;
+  }
+  if (saved && settings_.DelBugRepFile) {
+    std::error_code ignored;
+    std::filesystem::remove(path, ignored);
+  }
+}
+
+CrashOutcome CrashReporter::AskUser(const CrashEvent& event, const std::string& report) {
+  ui::CrashDialogSpec spec;
+  spec.title = Filled(settings_.TitleBar, event, report);
+  spec.message = settings_.ExceptMsg;
+  spec.canContinue = event.canContinue;
+  using ui::CrashDialogButton;
+  if (settings_.ShowBtnVis)
+    spec.buttons.push_back({CrashDialogButton::ShowBugReport, settings_.ShowBtnTxt});
+  if (settings_.ContinueBtnVis)
+    spec.buttons.push_back({CrashDialogButton::ContinueApplication, settings_.ContinueBtnTxt});
+  if (settings_.RestartBtnVis)
+    spec.buttons.push_back({CrashDialogButton::RestartApplication, settings_.RestartBtnTxt});
+  if (settings_.CloseBtnVis)
+    spec.buttons.push_back({CrashDialogButton::CloseApplication, settings_.CloseBtnTxt});
+  switch (settings_.FocusedBtn) {
+    case bShowBugReport:
+      spec.focused = CrashDialogButton::ShowBugReport;
+      break;
+    case bContinueApplication:
+      spec.focused = CrashDialogButton::ContinueApplication;
+      break;
+    case bRestartApplication:
+      spec.focused = CrashDialogButton::RestartApplication;
+      break;
+    default:
+      spec.focused = CrashDialogButton::CloseApplication;
+      break;
+  }
+  for (;;) {
+    switch (ui_.ShowCrashDialog(spec)) {
+      case CrashDialogButton::ShowBugReport:
+        ui_.ShowReport(spec.title, report);
+        continue;
+      case CrashDialogButton::ContinueApplication:
+        if (!event.canContinue) continue;
+        return CrashOutcome::Continue;
+      case CrashDialogButton::RestartApplication:
+        return CrashOutcome::Restart;
+      case CrashDialogButton::CloseApplication:
+        return CrashOutcome::Close;
+    }
+  }
+}
+
+std::string CrashReporter::Filled(std::string text, const CrashEvent& event,
+                                  const std::string& report) const {
+  // %errorDetails% goes last: the report may itself contain the other names.
+  ReplaceAll(text, "%appname%", application_.name);
+  ReplaceAll(text, "%exceptMsg%", event.message);
+  ReplaceAll(text, "%errorDetails%", report);
+  return text;
+}
+
+}  // namespace rotalis::crash

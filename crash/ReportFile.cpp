@@ -1,0 +1,42 @@
+#include "crash/ReportFile.h"
+
+#include <numeric>
+
+#include "crash/ReportText.h"
+#include "platform/Exception.h"
+#include "platform/FileSystem.h"
+
+namespace rotalis::crash {
+
+std::vector<std::string> SplitReports(const std::string& fileText) {
+  const std::string start = kReportStartLine;
+  std::vector<std::size_t> starts;
+  for (std::size_t pos = fileText.find(start); pos != std::string::npos;
+       pos = fileText.find(start, pos + start.size())) {
+    if (pos == 0 || fileText[pos - 1] == '\n') starts.push_back(pos);
+  }
+  std::vector<std::string> reports;
+  for (std::size_t i = 0; i < starts.size(); ++i) {
+    const std::size_t end = i + 1 < starts.size() ? starts[i + 1] : fileText.size();
+    reports.push_back(fileText.substr(starts[i], end - starts[i]));
+  }
+  return reports;
+}
+
+void AppendReport(const std::string& path, const std::string& report, std::size_t maxBytes) {
+  if (report.size() > maxBytes) throw Exception("The bug report is larger than its file may be");
+  std::vector<std::string> reports;
+  if (platform::FileExists(path)) reports = SplitReports(platform::ReadFileBytes(path));
+  std::size_t total =
+      std::accumulate(reports.begin(), reports.end(), report.size(),
+                      [](std::size_t sum, const std::string& r) { return sum + r.size(); });
+  std::size_t first = 0;
+  while (total > maxBytes) total -= reports[first++].size();
+  std::string text;
+  text.reserve(total);
+  for (std::size_t i = first; i < reports.size(); ++i) text += reports[i];
+  text += report;
+  platform::WriteFileBytes(path, text);
+}
+
+}  // namespace rotalis::crash

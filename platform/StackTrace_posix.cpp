@@ -1,0 +1,127 @@
+#include "platform/StackTrace.h"
+
+#include <cxxabi.h>
+#include <dlfcn.h>
+#include <unwind.h>
+
+#include <cstring>
+#include <typeinfo>
+
+namespace rotalis::platform {
+namespace {
+
+struct UnwindState {
+  std::uintptr_t* frames;
+  std::size_t capacity;
+  std::size_t count;
+  std::size_t skip;
+};
+
+_Unwind_Reason_Code CollectFrame(_Unwind_Context* context, void* arg) {
+  auto* state = static_cast<UnwindState*>(arg);
+  const std::uintptr_t pc = _Unwind_GetIP(context);
+  if (pc == 0) return _URC_END_OF_STACK;
+  if (state->skip > 0) {
+    --state->skip;
+    return _URC_NO_REASON;
+  }
+  if (state->count == state->capacity) return _URC_END_OF_STACK;
+  state->frames[state->count++] = pc;
+  return _URC_NO_REASON;
+}
+
+// `skip` counts the frames above the caller; this function's own is never listed.
+[[gnu::noinline]] std::size_t Unwind(std::uintptr_t* frames, std::size_t capacity,
+                                     std::size_t skip) {
+  UnwindState state{frames, capacity, 0, skip + 1};
+  _Unwind_Backtrace(&CollectFrame, &state);
+  return state.count;
+}
+
+// The last few throws of each thread. A nested throw (one raised and caught
+// while the first unwinds) must not hide the stack of the first, hence more
+// than one slot. Plain data only: this is written from inside __cxa_throw.
+struct RecordedThrow {
+  const void* object;
+  std::size_t count;
+  std::uintptr_t frames[kMaxStackFrames];
+};
+constexpr std::size_t kRecordedThrows = 8;
+thread_local RecordedThrow recordedThrows[kRecordedThrows];
+thread_local std::size_t nextRecordedThrow = 0;
+
+// libstdc++'s exception_ptr holds the address of the thrown object and nothing else.
+const void* ObjectOf(const std::exception_ptr& error) {
+  static_assert(sizeof(std::exception_ptr) == sizeof(void*));
+  const void* object = nullptr;
+  std::memcpy(&object, static_cast<const void*>(&error), sizeof object);
+  return object;
+}
+
+using CxaThrow = void (*)(void*, std::type_info*, void (*)(void*));
+
+CxaThrow RealCxaThrow() {
+  static const CxaThrow real = reinterpret_cast<CxaThrow>(dlsym(RTLD_NEXT, "__cxa_throw"));
+  return real;
+}
+
+}  // namespace
+
+StackAddresses CaptureStack() {
+  StackAddresses frames(kMaxStackFrames);
+  // Skips CaptureStack itself.
+  frames.resize(Unwind(frames.data(), frames.size(), 1));
+  return frames;
+}
+
+StackAddresses ThrowStackOf(const std::exception_ptr& error) {
+  const void* object = ObjectOf(error);
+  if (object == nullptr) return {};
+  // Newest first: an address can be reused by a later exception.
+  for (std::size_t k = 1; k <= kRecordedThrows; ++k) {
+    const RecordedThrow& slot =
+        recordedThrows[(nextRecordedThrow + kRecordedThrows - k) % kRecordedThrows];
+    if (slot.object == object) return StackAddresses(slot.frames, slot.frames + slot.count);
+  }
+  return {};
+}
+
+void PrepareStackCapture() {
+  std::uintptr_t frames[4];
+  Unwind(frames, 4, 0);
+  RealCxaThrow();
+}
+
+std::size_t CaptureStackInSignalHandler(std::uintptr_t interruptedPc, std::uintptr_t* frames,
+                                        std::size_t capacity) {
+  std::size_t count = Unwind(frames, capacity, 0);
+  // Drop the handler's own frames and the signal trampoline: the stack starts
+  // where the program was interrupted.
+  if (interruptedPc != 0) {
+    for (std::size_t i = 0; i < count; ++i) {
+      if (frames[i] == interruptedPc) {
+        std::memmove(frames, frames + i, (count - i) * sizeof *frames);
+        return count - i;
+      }
+    }
+    frames[0] = interruptedPc;
+    return 1;
+  }
+  return count;
+}
+
+}  // namespace rotalis::platform
+
+// Every C++ throw of the process passes here (this definition takes the place
+// of the runtime's), so the stack is recorded while the throwing function is
+// still on it.
+extern "C" void __cxa_throw(void* object, std::type_info* type, void (*destructor)(void*)) {
+  using namespace rotalis::platform;
+  RecordedThrow& slot = recordedThrows[nextRecordedThrow];
+  nextRecordedThrow = (nextRecordedThrow + 1) % kRecordedThrows;
+  slot.object = object;
+  // Skips this function.
+  slot.count = Unwind(slot.frames, kMaxStackFrames, 1);
+  RealCxaThrow()(object, type, destructor);
+  __builtin_unreachable();
+}

@@ -1,0 +1,123 @@
+#include "platform/Symbolizer.h"
+
+#include <cxxabi.h>
+#include <dwarf.h>
+#include <elfutils/libdw.h>
+#include <elfutils/libdwfl.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "platform/Exception.h"
+
+namespace rotalis::platform {
+namespace {
+
+std::string Demangle(const char* name) {
+  if (name == nullptr) return {};
+  int status = 0;
+  char* demangled = abi::__cxa_demangle(name, nullptr, nullptr, &status);
+  if (status != 0 || demangled == nullptr) return name;
+  std::string result(demangled);
+  std::free(demangled);
+  return result;
+}
+
+std::string BaseName(const char* path) {
+  if (path == nullptr) return {};
+  std::string text(path);
+  const auto slash = text.find_last_of('/');
+  return slash == std::string::npos ? text : text.substr(slash + 1);
+}
+
+// The declaration line of the innermost function or inlined function that
+// contains the address, and that function's name when it was inlined (its
+// code then sits inside the symbol's function).
+void FindEnclosingFunction(Dwfl_Module* module, Dwarf_Addr address, StackFrame& frame) {
+  Dwarf_Addr bias = 0;
+  Dwarf_Die* unit = dwfl_module_addrdie(module, address, &bias);
+  if (unit == nullptr) return;
+  Dwarf_Die* scopes = nullptr;
+  const int count = dwarf_getscopes(unit, address - bias, &scopes);
+  for (int i = 0; i < count; ++i) {
+    const int tag = dwarf_tag(&scopes[i]);
+    if (tag != DW_TAG_subprogram && tag != DW_TAG_inlined_subroutine) continue;
+    int line = 0;
+    if (dwarf_decl_line(&scopes[i], &line) == 0) frame.functionLine = line;
+    if (tag == DW_TAG_inlined_subroutine) {
+      Dwarf_Attribute attribute;
+      const char* linkage =
+          dwarf_formstring(dwarf_attr_integrate(&scopes[i], DW_AT_linkage_name, &attribute));
+      const char* name = linkage != nullptr ? linkage : dwarf_diename(&scopes[i]);
+      if (name != nullptr) frame.function += " [inlined: " + Demangle(name) + "]";
+    }
+    break;
+  }
+  std::free(scopes);
+}
+
+class DwflSymbolizer : public Symbolizer {
+ public:
+  explicit DwflSymbolizer(int pid) {
+    dwfl_ = dwfl_begin(&kCallbacks);
+    if (dwfl_ == nullptr) throw Exception(std::string("libdw: ") + dwfl_errmsg(-1));
+    const int result = dwfl_linux_proc_report(dwfl_, pid == 0 ? getpid() : pid);
+    dwfl_report_end(dwfl_, nullptr, nullptr);
+    if (result != 0) {
+      dwfl_end(dwfl_);
+      throw Exception("Cannot read the modules of process " + std::to_string(pid));
+    }
+  }
+  ~DwflSymbolizer() override { dwfl_end(dwfl_); }
+  DwflSymbolizer(const DwflSymbolizer&) = delete;
+  DwflSymbolizer& operator=(const DwflSymbolizer&) = delete;
+
+  StackFrame Describe(std::uintptr_t address, bool exact) override {
+    StackFrame frame;
+    frame.address = address;
+    const Dwarf_Addr lookup = exact || address == 0 ? address : address - 1;
+    Dwfl_Module* module = dwfl_addrmodule(dwfl_, lookup);
+    if (module == nullptr) return frame;
+    Dwarf_Addr start = 0;
+    const char* mainFile = nullptr;
+    const char* name =
+        dwfl_module_info(module, nullptr, &start, nullptr, nullptr, nullptr, &mainFile, nullptr);
+    frame.module = BaseName(mainFile != nullptr ? mainFile : name);
+    frame.moduleOffset = address - start;
+
+    GElf_Off offset = 0;
+    GElf_Sym symbol;
+    const char* symbolName =
+        dwfl_module_addrinfo(module, lookup, &offset, &symbol, nullptr, nullptr, nullptr);
+    if (symbolName != nullptr) {
+      frame.function = Demangle(symbolName);
+      frame.functionOffset = address - (lookup - offset);
+    }
+    if (Dwfl_Line* line = dwfl_module_getsrc(module, lookup)) {
+      int lineNumber = 0;
+      const char* source = dwfl_lineinfo(line, nullptr, &lineNumber, nullptr, nullptr, nullptr);
+      if (source != nullptr) frame.sourceFile = source;
+      frame.line = lineNumber;
+    }
+    FindEnclosingFunction(module, lookup, frame);
+    return frame;
+  }
+
+ private:
+  static char* debugInfoPath_;
+  static const Dwfl_Callbacks kCallbacks;
+  Dwfl* dwfl_ = nullptr;
+};
+
+char* DwflSymbolizer::debugInfoPath_ = nullptr;
+const Dwfl_Callbacks DwflSymbolizer::kCallbacks = {
+    dwfl_linux_proc_find_elf, dwfl_standard_find_debuginfo, nullptr, &debugInfoPath_};
+
+}  // namespace
+
+std::unique_ptr<Symbolizer> Symbolizer::ForProcess(int pid) {
+  return std::make_unique<DwflSymbolizer>(pid);
+}
+
+}  // namespace rotalis::platform
