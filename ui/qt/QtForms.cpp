@@ -73,6 +73,7 @@ QtProgressForm::QtProgressForm(const ProgressFormSpec& spec, std::function<void(
   bar_->setRange(0, spec.maximum);
   bar_->setValue(0);
   bar_->setAlignment(Qt::AlignCenter);
+  bar_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
   bar_->setFormat(QStringLiteral("%v / %m"));
   layout->addWidget(bar_);
   CentreOnScreen(*window_);
