@@ -1,9 +1,90 @@
 #include "update/UpdateDriver.h"
 
-// Placeholder until the update work lands: the start-up calls it already.
-namespace rotalis {
+#include <algorithm>
+#include <charconv>
+#include <limits>
+#include <optional>
+#include <vector>
 
-void RunUpdate(ui::Application&, const Installation&) {}
+#include "config/ConfigFile.h"
+#include "config/IniFile.h"
+#include "platform/Exception.h"
+#include "platform/FileSystem.h"
+#include "platform/Process.h"
+#include "update/Edition.h"
+#include "update/ExeFiles.h"
+#include "update/FileVersionText.h"
+#include "update/UpdateDownload.h"
+#include "update/UpdateList.h"
+#include "update/UpdateServer.h"
+
+namespace rotalis {
+namespace {
+
+constexpr const char* kInstallerArguments = "  /silent /nocancel  /ALLUSERS ";
+constexpr int kWaitSliceMs = 50;
+
+std::string WithoutDots(std::string text) {
+  text.erase(std::remove(text.begin(), text.end(), '.'), text.end());
+  return text;
+}
+
+// Reads a text of digits as a number. A path without digits gives an empty
+// text, which is no number: the start-up ends there rather than guessing.
+double ReadNumber(const std::string& digits, const std::string& source) {
+  double value = 0;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+  if (error == std::errc::result_out_of_range) return std::numeric_limits<double>::infinity();
+  if (digits.empty() || error != std::errc() || end != digits.data() + digits.size())
+    throw Exception("'" + digits + "' não é um número válido (tirado de '" + source + "')");
+  return value;
+}
+
+std::string FoldCase(std::string text) {
+  for (char& c : text)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  return text;
+}
+
+// Case-insensitive order, so that A_10250.exe runs before b_10300.exe; names
+// equal but for case keep a fixed order among themselves.
+bool LessIgnoringCase(const std::string& a, const std::string& b) {
+  const std::string foldedA = FoldCase(a);
+  const std::string foldedB = FoldCase(b);
+  return foldedA != foldedB ? foldedA < foldedB : a < b;
+}
+
+}  // namespace
+
+void RunUpdate(ui::Application& app, const Installation& here) {
+  // The rule synchronisation (SyncTaxRules) runs first once it is part of the build.
+  UpdateInstallation(app, here);
+}
+
+void UpdateInstallation(ui::Application& app, const Installation& here) {
+  if (!ServerReachable(here.deployment.updateServer, kUpdateServerPingMs)) return;
+  DownloadUpdates(app, here);
+
+  // The version that runs now, before any installer replaces it.
+  const std::string version = WithoutDots(FileVersionText(here.executablePath));
+  IniFile(VersionConfigFile(here.folder, DetectEdition(here.folder)))
+      .WriteString(kConfigSection, "Versao", version);
+
+  std::string folder = InstallerFolder(here.folder);
+  folder.pop_back();  // listed without its trailing separator
+  std::vector<std::string> installers;
+  ListExeFiles(folder, installers);
+  std::sort(installers.begin(), installers.end(), LessIgnoringCase);
+
+  const double running = ReadNumber(version, here.executablePath);
+  for (const auto& installer : installers) {
+    const double offered = ReadNumber(DigitsOnly(installer), installer);
+    if (!(running < offered) || !platform::FileExists(installer)) continue;
+    // The launcher closes once the installers have run: its loop ends at once.
+    app.Terminate();
+    RunAndWait(app, installer, kInstallerArguments);
+  }
+}
 
 std::string DigitsOnly(const std::string& text) {
   std::string digits;
@@ -12,6 +93,16 @@ std::string DigitsOnly(const std::string& text) {
   return digits;
 }
 
-int RunAndWait(ui::Application&, const std::string&, const std::string&) { return -1; }
+int RunAndWait(ui::Application& app, const std::string& path, const std::string& arguments) {
+  std::optional<platform::ChildProcess> child;
+  try {
+    child.emplace(platform::StartProcess(path, arguments));
+  } catch (const Exception& error) {
+    app.ShowMessage(error.what());
+    return -1;
+  }
+  while (!child->WaitFor(kWaitSliceMs)) app.ProcessMessages();
+  return -1;
+}
 
 }  // namespace rotalis

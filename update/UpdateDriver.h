@@ -10,13 +10,26 @@
 
 namespace rotalis {
 
+// SyncTaxRules, then UpdateInstallation. Errors of either leave it.
 void RunUpdate(ui::Application& app, const Installation& here);
+
+// Everything after the rule synchronisation. Returns at once when the update
+// server does not answer the ping. Otherwise: DownloadUpdates; "Versao" (the
+// launcher's version without dots) written to section "posi" of edition key +
+// "erp.ini"; then, in case-insensitive order of the installer cache, every
+// installer whose path digits exceed that version is run with
+// "  /silent /nocancel  /ALLUSERS " after a termination request. Raises when
+// the configuration file cannot be written or an installer path holds no
+// digit.
+void UpdateInstallation(ui::Application& app, const Installation& here);
 
 // The characters '0'..'9' of the text, in order.
 std::string DigitsOnly(const std::string& text);
 
 // Starts the program with the argument text and waits for it to end, letting
-// the application process its messages meanwhile. Always returns -1.
+// the application process its messages every 50 ms. A program that cannot be
+// started is reported in a message box with the system's text. Always
+// returns -1.
 int RunAndWait(ui::Application& app, const std::string& path, const std::string& arguments);
 
 }  // namespace rotalis

@@ -1,0 +1,114 @@
+#include "tests/support/nginx/NginxUpdateServer.h"
+
+#include <chrono>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+#include "net/HttpTransport.h"
+
+namespace rotalis::test {
+namespace {
+
+const std::string kEndOfLog = "/end-of-log-mark-";
+
+std::string ReadAll(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream content;
+  content << in.rdbuf();
+  return content.str();
+}
+
+// Quoted for sh: the fixture's paths are ours, but may hold blanks.
+std::string ShellQuoted(const std::string& text) {
+  std::string quoted = "'";
+  for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+}
+
+}  // namespace
+
+NginxUpdateServer::NginxUpdateServer() : folder_("rotalis-nginx") {
+  const std::string command = "sh " + ShellQuoted(ROTALIS_NGINX_FIXTURE_SCRIPT) + " " +
+                              ShellQuoted(folder_.Path().substr(0, folder_.Path().size() - 1));
+  process_ = popen(command.c_str(), "w");
+  if (process_ == nullptr) throw std::runtime_error("cannot run " + command);
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  std::string state;
+  while ((state = ReadAll(folder_ / "state")).empty() &&
+         std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  if (state.rfind("ready", 0) != 0) {
+    pclose(process_);
+    throw std::runtime_error("the nginx update server did not start: " +
+                             (state.empty() ? std::string("no answer within 10 s") : state));
+  }
+}
+
+NginxUpdateServer::~NginxUpdateServer() {
+  // Closing the script's input stops nginx; pclose waits until it is gone.
+  pclose(process_);
+}
+
+std::string NginxUpdateServer::Base() { return "http://127.0.0.1:8063"; }
+
+void NginxUpdateServer::PublishList(const std::string& key, const std::string& body) const {
+  folder_.Write("root/arquivos/" + (key.empty() ? std::string("index.txt") : key), body);
+}
+
+std::string NginxUpdateServer::ServedPath(const std::string& key, const std::string& name) const {
+  return "root/download/" + (key.empty() ? std::string() : key + "/") + name;
+}
+
+std::string NginxUpdateServer::PublishFile(const std::string& key, const std::string& name,
+                                           const std::string& bytes) const {
+  return folder_.Write(ServedPath(key, name), bytes);
+}
+
+void NginxUpdateServer::PublishGzippedFile(const std::string& key, const std::string& name,
+                                           const std::string& bytes) const {
+  const std::string path = PublishFile(key, name, bytes);
+  const std::string command = "gzip -n -c > " + ShellQuoted(path + ".gz");
+  std::FILE* gzip = popen(command.c_str(), "w");
+  if (gzip == nullptr) throw std::runtime_error("cannot run " + command);
+  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), gzip) == bytes.size();
+  if (pclose(gzip) != 0 || !written) throw std::runtime_error("gzip failed for " + path);
+}
+
+std::vector<ServedRequest> NginxUpdateServer::Requests() const {
+  // nginx logs a request after its last byte went out, so a client may be done
+  // before the line is written. One worker serves requests in turn: once the
+  // line of a later request is there, so are all before it.
+  const std::string mark = kEndOfLog + std::to_string(++marks_);
+  net::HttpRequest request;
+  request.url = Base() + mark;
+  net::HttpTransport::Create()->Send(request);
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  std::string log;
+  while ((log = ReadAll(folder_ / "access.log")).find(mark + " ") == std::string::npos &&
+         std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+
+  std::vector<ServedRequest> requests;
+  std::istringstream lines(log);
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream fields(line);
+    ServedRequest request;
+    fields >> request.target >> request.status >> request.encoding >> request.bodyBytes;
+    if (request.target.rfind(kEndOfLog, 0) == 0) continue;
+    if (request.encoding == "-") request.encoding.clear();
+    requests.push_back(request);
+  }
+  return requests;
+}
+
+std::vector<std::string> NginxUpdateServer::Targets() const {
+  std::vector<std::string> targets;
+  for (const auto& request : Requests()) targets.push_back(request.target);
+  return targets;
+}
+
+}  // namespace rotalis::test

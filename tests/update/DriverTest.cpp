@@ -1,0 +1,146 @@
+// The update driver end to end: ping, downloads, the version record and the
+// silent runs of newer installers, with real scripts as installers.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "config/IniFile.h"
+#include "platform/Exception.h"
+#include "tests/update/UpdateFixture.h"
+#include "update/UpdateDriver.h"
+
+namespace rotalis::test {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+const std::vector<std::string> kSilent = {"/silent", "/nocancel", "/ALLUSERS"};
+
+class DriverTest : public UpdateTest {
+ protected:
+  DriverTest() {
+    app.Write("KelvaERP.exe", "");
+    server.PublishList("kelva", "{\"qtd\":0}");
+  }
+
+  std::string Versao(const std::string& file) const {
+    return IniFile(app / file).ReadString("posi", "Versao", "<missing>");
+  }
+
+  std::vector<std::string> RunNames() const {
+    std::vector<std::string> names;
+    for (const auto& run : Runs()) names.push_back(run.name);
+    return names;
+  }
+};
+
+TEST_F(DriverTest, RunsOnlyTheNewerInstallerSilently) {
+  app.Write("kelvaERP.ini", "[posi]\r\nservidor=db\r\n");
+  PutInstaller("Setup_1.02.3.4.exe");
+  PutInstaller("Setup_1.02.3.5.exe");
+
+  UpdateInstallation(ui, here);
+
+  const auto runs = Runs();
+  ASSERT_EQ(runs.size(), 1u);
+  EXPECT_EQ(runs[0].name, "Setup_1.02.3.5.exe");
+  EXPECT_EQ(runs[0].arguments, kSilent);
+  EXPECT_EQ(runs[0].path, std::getenv("PATH"));
+  EXPECT_EQ(ui.terminateCalls, 1);
+  EXPECT_THAT(ui.messages, IsEmpty());
+  // Recorded in the edition's existing file, whatever the case of its name.
+  EXPECT_EQ(Versao("kelvaERP.ini"), "10234");
+  EXPECT_EQ(app.Read("kelvaERP.ini"), "[posi]\r\nservidor=db\r\nVersao=10234\r\n");
+  EXPECT_FALSE(app.Exists("kelvaerp.ini"));
+}
+
+TEST_F(DriverTest, InstallersRunInCaseInsensitiveOrder) {
+  PutInstaller("b_10300.exe");
+  PutInstaller("A_10250.exe");
+
+  UpdateInstallation(ui, here);
+
+  EXPECT_THAT(RunNames(), ElementsAre("A_10250.exe", "b_10300.exe"));
+  EXPECT_EQ(ui.terminateCalls, 2);
+}
+
+TEST_F(DriverTest, DownloadedInstallerIsRunToo) {
+  server.PublishList("kelva", "{\"qtd\":1,\"nome-1\":\"Setup_1.02.4.0.exe\"}");
+  server.PublishFile("kelva", "Setup_1.02.4.0.exe", InstallerScript());
+
+  UpdateInstallation(ui, here);
+
+  EXPECT_THAT(server.Targets(),
+              ElementsAre("/arquivos/kelva", "/download/kelva/Setup_1.02.4.0.exe"));
+  ASSERT_EQ(Runs().size(), 1u);
+  EXPECT_EQ(Runs()[0].arguments, kSilent);
+  EXPECT_THAT(ui.messages, IsEmpty());
+}
+
+TEST_F(DriverTest, UnreachableServerChangesNothing) {
+  here.deployment.updateServer = "198.51.100.1";  // TEST-NET-2: nobody answers
+  server.PublishList("kelva", "{\"qtd\":1,\"nome-1\":\"Setup_9.exe\"}");
+  server.PublishFile("kelva", "Setup_9.exe", InstallerScript());
+  PutInstaller("Setup_2.exe");
+
+  UpdateInstallation(ui, here);
+
+  EXPECT_THAT(server.Targets(), IsEmpty());
+  EXPECT_FALSE(app.Exists("kelvaerp.ini"));
+  EXPECT_FALSE(app.Exists("atualizadores_versao/Setup_9.exe"));
+  EXPECT_THAT(Runs(), IsEmpty());
+  EXPECT_EQ(ui.terminateCalls, 0);
+}
+
+TEST_F(DriverTest, WithoutInstallersOnlyTheVersionIsWritten) {
+  std::filesystem::remove(app / "KelvaERP.exe");
+  server.PublishList("", "{\"qtd\":0}");
+
+  UpdateInstallation(ui, here);
+
+  EXPECT_EQ(Versao("erp.ini"), "10234");
+  EXPECT_EQ(ui.terminateCalls, 0);
+}
+
+TEST_F(DriverTest, InstallerWithoutDigitsEndsTheStartUp) {
+  PutInstaller("setup.exe");
+
+  try {
+    UpdateInstallation(ui, here);
+    FAIL() << "an installer path without digits must raise";
+  } catch (const Exception& error) {
+    EXPECT_THAT(error.what(), HasSubstr("setup.exe"));
+  }
+  EXPECT_EQ(Versao("kelvaerp.ini"), "10234");  // written before the list is read
+  EXPECT_THAT(Runs(), IsEmpty());
+}
+
+TEST_F(DriverTest, InstallerThatCannotStartIsReportedAndTheNextRuns) {
+  std::filesystem::permissions(PutInstaller("Setup_1.02.3.9.exe"),
+                               std::filesystem::perms::owner_read);
+  PutInstaller("Setup_1.02.4.0.exe");
+
+  UpdateInstallation(ui, here);
+
+  EXPECT_THAT(ui.messages, ElementsAre("Permission denied"));
+  EXPECT_THAT(RunNames(), ElementsAre("Setup_1.02.4.0.exe"));
+  EXPECT_EQ(ui.terminateCalls, 2);
+}
+
+TEST_F(DriverTest, UnreadableLauncherVersionRunsEveryNumberedInstaller) {
+  app.Write("rotalis", "no version in here");
+  PutInstaller("Setup_1.exe");
+
+  UpdateInstallation(ui, here);
+
+  EXPECT_EQ(Versao("kelvaerp.ini"), "0000");
+  EXPECT_THAT(RunNames(), ElementsAre("Setup_1.exe"));
+}
+
+}  // namespace
+}  // namespace rotalis::test

@@ -1,0 +1,71 @@
+// Reaching the update server by ping, and starting installers.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "tests/update/UpdateFixture.h"
+#include "update/UpdateDriver.h"
+#include "update/UpdateServer.h"
+
+namespace rotalis::test {
+namespace {
+
+using ::testing::ElementsAre;
+
+TEST(ServerReachableTest, AnswersOnlyForAHostThatReplies) {
+  // On loopback the reply comes back unless this user may not ping at all
+  // (see the README: net.ipv4.ping_group_range or CAP_NET_RAW).
+  EXPECT_TRUE(ServerReachable("127.0.0.1", kUpdateServerPingMs));
+  EXPECT_FALSE(ServerReachable("198.51.100.1", 200));
+  EXPECT_FALSE(ServerReachable("not an address", 200));
+  EXPECT_FALSE(ServerReachable("", 200));
+}
+
+TEST(UpdateServerBaseTest, IsPlainHttpOnPort8063) {
+  Deployment deployment;
+  deployment.updateServer = "10.0.0.5";
+  EXPECT_EQ(UpdateServerBase(deployment), "http://10.0.0.5:8063");
+}
+
+TEST(DigitsOnlyTest, KeepsTheDigitsOfTheWholePath) {
+  EXPECT_EQ(DigitsOnly("C:\\ERP2\\atualizadores_versao\\Setup_1.02.3.5.exe"), "210235");
+  EXPECT_EQ(DigitsOnly("setup.exe"), "");
+  EXPECT_EQ(DigitsOnly("\xd9\xa3x"), "");  // an Arabic-Indic digit is no digit here
+}
+
+class RunAndWaitTest : public UpdateTest {};
+
+TEST_F(RunAndWaitTest, PassesTheArgumentsAndWaitsForTheEnd) {
+  const std::string installer = PutInstaller("Setup_1.exe");
+  app.Write("slow.sh", "#!/bin/sh\nsleep 0.3\nexec '" + installer + "' \"$@\"\n");
+  std::filesystem::permissions(app / "slow.sh", std::filesystem::perms::owner_all);
+
+  EXPECT_EQ(RunAndWait(ui, app / "slow.sh", " one  two "), -1);
+
+  ASSERT_EQ(Runs().size(), 1u);  // ended before RunAndWait returned
+  EXPECT_THAT(Runs()[0].arguments, ElementsAre("one", "two"));
+  EXPECT_GT(ui.processMessagesCalls, 0);
+}
+
+TEST_F(RunAndWaitTest, NoShellInterpretsTheArguments) {
+  const std::string installer = PutInstaller("Setup_1.exe");
+
+  RunAndWait(ui, installer, "$HOME;touch 'x' `id`");
+
+  EXPECT_THAT(Runs()[0].arguments, ElementsAre("$HOME;touch", "'x'", "`id`"));
+  EXPECT_FALSE(app.Exists("x"));
+}
+
+TEST_F(RunAndWaitTest, StartFailureShowsTheSystemText) {
+  EXPECT_EQ(RunAndWait(ui, app / "missing.exe", ""), -1);
+  app.Write("plain.exe", "not a program");
+
+  RunAndWait(ui, app / "plain.exe", "");
+
+  EXPECT_THAT(ui.messages, ElementsAre("No such file or directory", "Permission denied"));
+}
+
+}  // namespace
+}  // namespace rotalis::test

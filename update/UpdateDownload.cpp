@@ -1,0 +1,88 @@
+#include "update/UpdateDownload.h"
+
+#include <chrono>
+#include <exception>
+
+#include "net/HttpTransport.h"
+#include "net/RequestUrl.h"
+#include "platform/Exception.h"
+#include "platform/FileSystem.h"
+#include "platform/OutputFile.h"
+#include "platform/Paths.h"
+
+namespace rotalis {
+namespace {
+
+constexpr const char* kInstallerFolderName = "atualizadores_versao";
+
+class FileSink : public net::HttpBodySink {
+ public:
+  explicit FileSink(platform::OutputFile& file) : file_(file) {}
+  void SetLength(std::uint64_t) override {}
+  void Add(const char* data, std::size_t size) override { file_.Write(data, size); }
+
+ private:
+  platform::OutputFile& file_;
+};
+
+// Moves the form with the bytes received and keeps the windows alive, but at
+// most ten times a second: a loopback transfer calls back thousands of times.
+class ProgressThrottle {
+ public:
+  ProgressThrottle(ui::Application& app, ui::ProgressForm* form) : app_(app), form_(form) {}
+
+  bool operator()(std::uint64_t received, std::uint64_t total) {
+    const auto now = std::chrono::steady_clock::now();
+    if (now - last_ < std::chrono::milliseconds(100)) return true;
+    last_ = now;
+    if (form_ != nullptr) form_->SetTransferProgress(received, total);
+    app_.ProcessMessages();
+    return true;
+  }
+
+ private:
+  ui::Application& app_;
+  ui::ProgressForm* form_;
+  std::chrono::steady_clock::time_point last_{};
+};
+
+}  // namespace
+
+std::string InstallerFolder(const std::string& applicationFolder) {
+  return platform::WithTrailingSeparator(
+      platform::ResolveIgnoringCase(applicationFolder, kInstallerFolderName));
+}
+
+bool IsSinglePathElement(const std::string& name) {
+  if (name.find_first_of(std::string("/\\\0", 3)) != std::string::npos) return false;
+  if (name == "." || name == "..") return false;
+  return name.find_first_not_of(" \t\r\n") != std::string::npos;
+}
+
+void DownloadUpdateFile(ui::Application& app, const std::string& base,
+                        const std::string& editionKey, const std::string& fileName,
+                        const std::string& destinationFolder, ui::ProgressForm* progress) {
+  try {
+    if (!IsSinglePathElement(fileName))
+      throw Exception("Nome de arquivo inválido na lista de atualizações: '" + fileName + "'");
+    net::HttpRequest request;
+    request.url = base + "/download/" + net::UrlEncode(editionKey) + "/" + net::UrlEncode(fileName);
+    request.acceptEncoding = "gzip, deflate";
+    ProgressThrottle throttle(app, progress);
+    request.onProgress = [&throttle](std::uint64_t received, std::uint64_t total) {
+      return throttle(received, total);
+    };
+
+    const std::string localPath = platform::JoinPath(destinationFolder, fileName);
+    platform::CreateDirectories(platform::FolderOf(localPath));
+    auto client = net::HttpTransport::Create();
+    // The cache holds programs that the driver starts next.
+    platform::OutputFile file(localPath, /*executable=*/true);
+    FileSink sink(file);
+    client->Send(request, &sink);
+  } catch (const std::exception& error) {
+    app.ShowMessage(error.what());
+  }
+}
+
+}  // namespace rotalis
