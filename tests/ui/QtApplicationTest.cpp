@@ -1,0 +1,78 @@
+// The desktop backend's application object under a real X server (the test
+// is registered to run under xvfb-run; without a display it skips).
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "platform/Environment.h"
+#include "ui/Backend.h"
+
+namespace rotalis::ui {
+namespace {
+
+struct QtFixture : ::testing::Test {
+  void SetUp() override {
+    if (!platform::GetEnvironment("DISPLAY")) GTEST_SKIP() << "no display";
+    ASSERT_EQ(ChooseBackend(), BackendKind::Desktop);
+    app = CreateApplication(BackendKind::Desktop);
+  }
+  Form& MainForm() {
+    Form& form = app->CreateForm({"FprinciRotalis", "Rotalis", "", 320, 200});
+    app->SetMainForm(app->FindComponent("FprinciRotalis"));
+    return form;
+  }
+  std::unique_ptr<Application> app;
+};
+
+TEST_F(QtFixture, LoopWithoutMainFormOrWithPendingTerminateReturnsAtOnce) {
+  bool taskRan = false;
+  app->Post([&] { taskRan = true; });
+  app->Run();  // no main form
+  EXPECT_FALSE(taskRan);
+
+  MainForm();
+  app->Terminate();
+  app->Run();
+  EXPECT_FALSE(taskRan);
+}
+
+TEST_F(QtFixture, ClosingTheMainFormEndsTheLoop) {
+  Form& form = MainForm();
+  app->Post([&] { form.Close(); });
+  app->Run();
+  EXPECT_TRUE(app->Terminated());
+}
+
+TEST_F(QtFixture, HandledEventExceptionLetsTheApplicationContinue) {
+  MainForm();
+  int handled = 0;
+  app->SetEventExceptionHandler([&](std::exception_ptr) { ++handled; });
+  app->Post([] { throw std::runtime_error("handler failed"); });
+  app->Post([&] { app->Terminate(); });
+  app->Run();
+  EXPECT_EQ(handled, 1);
+  EXPECT_TRUE(app->Terminated());
+}
+
+TEST_F(QtFixture, UnhandledEventExceptionLeavesTheLoopOnOurSide) {
+  MainForm();
+  app->Post([] { throw std::runtime_error("handler failed"); });
+  EXPECT_THROW(app->Run(), std::runtime_error);
+  app->Post([] { throw std::logic_error("again"); });
+  EXPECT_THROW(app->ProcessMessages(), std::logic_error);
+}
+
+TEST_F(QtFixture, ProgressBarStopsAtItsEnds) {
+  ProgressForm& progress = app->CreateProgressForm({"fAguarde", "Atualizando ...", 400, 150, 2});
+  EXPECT_EQ(app->FindComponent("fAguarde"), &progress);
+  progress.SetPosition(progress.Position() + 1);
+  progress.SetPosition(progress.Position() + 1);
+  progress.SetPosition(progress.Position() + 1);
+  EXPECT_EQ(progress.Position(), 2);
+  app->ReleaseComponent(progress);
+  EXPECT_EQ(app->FindComponent("fAguarde"), nullptr);
+}
+
+}  // namespace
+}  // namespace rotalis::ui
