@@ -1,0 +1,34 @@
+#pragma once
+// The company's rules from the cloud rules service: one HTTPS GET by CNPJ, and
+// the rule list cut out of its answer.
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "config/Deployment.h"
+#include "net/JsonText.h"
+
+namespace rotalis {
+
+// One RuleRecord per element: a JSON object of the cloud's rule members.
+using RuleList = std::vector<net::Json>;
+
+// The exact answer by which the service says it holds no rules for the company.
+inline constexpr const char* kNoRecordsFound = R"({"error":"No records found"})";
+
+// GET deployment.cloudUrl?cnpj=<cnpj> with the deployment's bearer token and
+// "Accept: application/json"; the body as text, or empty text when it is
+// exactly kNoRecordsFound. The CNPJ goes as it stands (a blank one sends no
+// "cnpj" at all) and the HTTP status is not looked at: only the body counts.
+// Transport failures raise net::ERESTException.
+std::string FetchRulesByCnpj(const Deployment& deployment, const std::string& cnpj);
+
+// The rule array of a body that is either an array of records or an object
+// holding one under `member` ("rows" when member is empty). Nothing when the
+// object has no "rows", or when the value found is no array at all. Raises
+// "JSON inválido" when the body is not JSON, and net::JsonValueNotFound when a
+// member that was named explicitly is missing.
+std::optional<RuleList> ExtractRuleList(const std::string& body, const std::string& member = "");
+
+}  // namespace rotalis

@@ -1,0 +1,22 @@
+#pragma once
+// Writing cloud rule records into table nrt, row by row, by their key.
+
+#include "db/TDbQuery.h"
+#include "rules/CloudRules.h"
+
+namespace rotalis {
+
+// Every column of nrt that the import writes, the key first. The statement
+// reads the whole table: rows are located client side.
+extern const char* const kRuleSelect;
+
+// Writes each record of the list, in order, through a query opened on
+// kRuleSelect: the row whose nrtcodigo equals the record's
+// "classificacao_ibscbs" (exact, case-sensitive) is edited, else a new row is
+// appended, and the row is posted at once. A second record with the same key
+// finds the row the first one wrote and overwrites it. Stops at the first
+// failure (missing member, wrong type, bad date, database error): rows posted
+// before it stay, the failing row is not written.
+void ImportRules(TDbQuery& rules, const RuleList& list);
+
+}  // namespace rotalis

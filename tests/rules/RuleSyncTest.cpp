@@ -1,0 +1,351 @@
+// SyncTaxRules end to end: a private MariaDB, the HTTPS cloud fixture, and a
+// recording user interface.
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "platform/Environment.h"
+#include "rules/RuleSync.h"
+#include "rules/RuleTable.h"
+#include "tests/support/RecordingApplication.h"
+#include "tests/support/cloud/CloudFixtureServer.h"
+#include "tests/support/cloud/SyncSite.h"
+#include "tests/support/mariadb/MariaDbTest.h"
+
+namespace rotalis {
+namespace {
+
+constexpr const char* kCnpj = "12.345.678/0001-90";
+constexpr const char* kConnectionFailed = "Falhou na conexao com o banco por: ";
+
+// The columns of nrt in table order.
+const std::vector<std::string> kColumns = {"nrtcodigo",
+                                           "nrtcstibscbs",
+                                           "nrtcfop_interno",
+                                           "crtcodigo",
+                                           "nrtidentificacao",
+                                           "nrticm_interno",
+                                           "nrtcfop_externo",
+                                           "nrticm_externo",
+                                           "nrtcombate_pobreza_aliquota",
+                                           "nrtreducao_base_aliquota",
+                                           "cstcodigo",
+                                           "csicodigo",
+                                           "cspcodigo",
+                                           "pis_aliquota",
+                                           "csfcodigo",
+                                           "cofins_aliquota",
+                                           "nrtclassificacao_is",
+                                           "nrtclassificacao_cpresumido",
+                                           "nrtibs_aliquota_estadual",
+                                           "nrtibs_aliquota_municipal",
+                                           "nrtdata_inicio",
+                                           "nrtdata_fim",
+                                           "nrtcbs_aliquota",
+                                           "nrtreducao_cbs",
+                                           "nrtreducao_ibs"};
+
+using Row = std::map<std::string, std::string>;
+
+class RuleSyncTest : public test::MariaDbTest {
+ protected:
+  void SetUp() override {
+    MariaDbTest::SetUp();
+    platform::SetEnvironment("TZ", "America/Sao_Paulo");
+    PrepareCompany(Database());
+    site_ = std::make_unique<test::SyncSite>(Server(), Database(), cloud_);
+  }
+
+  // The ERP tables, naming the company of kCnpj in configuration row 1.
+  void PrepareCompany(const std::string& database) {
+    Server().CreateErpTables(database);
+    Server().Execute(
+        "INSERT INTO cfgmcfg VALUES (1, 10), (2, 20);"
+        "INSERT INTO etd VALUES (10, 'Matriz', '12.345.678/0001-90'),"
+        " (20, 'Filial', '98.765.432/0001-10')",
+        database);
+  }
+
+  void Answer(const std::vector<net::Json>& rules) {
+    cloud_.SetRules(kCnpj, net::Json(rules).dump());
+  }
+
+  // The error SyncTaxRules raised; "" when it returned.
+  std::string Sync() {
+    try {
+      SyncTaxRules(app_, site_->Here());
+      return "";
+    } catch (const std::exception& error) {
+      return error.what();
+    }
+  }
+
+  std::optional<std::string> Value(const std::string& sql) {
+    return Server().QueryValue(sql, Database());
+  }
+  bool TableExists() {
+    return Value("SELECT COUNT(*) FROM information_schema.tables WHERE table_schema = '" +
+                 Database() + "' AND table_name = 'nrt'") == "1";
+  }
+  std::string RowCount() { return Value("SELECT COUNT(*) FROM nrt").value_or("?"); }
+  std::string Codes() {
+    return Value("SELECT GROUP_CONCAT(nrtcodigo ORDER BY nrtcodigo) FROM nrt").value_or("");
+  }
+  // Every column of one row, SQL NULL as "NULL"; empty when there is no such row.
+  Row RowOf(const std::string& code) {
+    std::string select = "SELECT CONCAT_WS(CHAR(9)";
+    for (const auto& column : kColumns) select += ", IFNULL(" + column + ", 'NULL')";
+    const auto joined = Value(select + ") FROM nrt WHERE nrtcodigo = '" + code + "'");
+    Row row;
+    if (!joined) return row;
+    std::istringstream cells(*joined);
+    std::string cell;
+    for (const auto& column : kColumns) {
+      std::getline(cells, cell, '\t');
+      row[column] = cell;
+    }
+    return row;
+  }
+  // The COFINS column as the catalogue describes it: name, type, nullable.
+  std::string CofinsColumn(const std::string& database) {
+    return Server()
+        .QueryValue(
+            "SELECT CONCAT(column_name, ' ', column_type, ' ', is_nullable) FROM "
+            "information_schema.columns WHERE table_schema = '" +
+            database + "' AND table_name = 'nrt' AND column_name = 'csfcodigo'")
+        .value_or("none");
+  }
+
+  test::CloudFixtureServer cloud_;
+  std::unique_ptr<test::SyncSite> site_;
+  test::RecordingApplication app_;
+};
+
+TEST_F(RuleSyncTest, FirstSyncFillsAnEmptyDatabase) {
+  net::Json full = test::SampleRule("000001");
+  full["identificacao"] = "Operação tributável";
+  full["icm_interno"] = 1.23456;
+  full["icm_externo"] = 12;
+  full["pis_aliquota"] = 0.0005;                 // rounds half away from zero
+  full["data_inicio"] = "2026-01-01T02:30:00Z";  // 31/12/2025 23:30 in São Paulo
+  full["data_fim"] = "2026-12-31";
+  net::Json open = test::SampleRule("000002");
+  open["data_fim"] = nullptr;
+  open["classificacao_is"] = nullptr;
+  net::Json empty = test::SampleRule("000003");
+  Answer({full, open, empty});
+
+  EXPECT_EQ(Sync(), "");
+  EXPECT_TRUE(app_.messages.empty());
+  ASSERT_TRUE(TableExists());
+  EXPECT_EQ(Codes(), "000001,000002,000003");
+  EXPECT_EQ(CofinsColumn(Database()), "csfcodigo varchar(5) NO");
+
+  const Row expected = {{"nrtcodigo", "000001"},
+                        {"nrtcstibscbs", "000"},
+                        {"nrtcfop_interno", "5102"},
+                        {"crtcodigo", "3"},
+                        {"nrtidentificacao", "Operação tributável"},
+                        {"nrticm_interno", "1.235"},
+                        {"nrtcfop_externo", "6102"},
+                        {"nrticm_externo", "12.000"},
+                        {"nrtcombate_pobreza_aliquota", "12.000"},
+                        {"nrtreducao_base_aliquota", "0.000"},
+                        {"cstcodigo", "00"},
+                        {"csicodigo", "50"},
+                        {"cspcodigo", "01"},
+                        {"pis_aliquota", "0.001"},
+                        {"csfcodigo", "01"},
+                        {"cofins_aliquota", "7.600"},
+                        {"nrtclassificacao_is", "000001"},
+                        {"nrtclassificacao_cpresumido", "01"},
+                        {"nrtibs_aliquota_estadual", "0.100"},
+                        {"nrtibs_aliquota_municipal", "0.000"},
+                        {"nrtdata_inicio", "2025-12-31"},
+                        {"nrtdata_fim", "2026-12-31"},
+                        {"nrtcbs_aliquota", "0.900"},
+                        {"nrtreducao_cbs", "0.000"},
+                        {"nrtreducao_ibs", "0.000"}};
+  EXPECT_EQ(RowOf("000001"), expected);
+  EXPECT_EQ(RowOf("000002")["nrtdata_fim"], "NULL");
+  EXPECT_EQ(RowOf("000002")["nrtclassificacao_is"], "");
+  EXPECT_EQ(RowOf("000003")["nrtdata_fim"], "NULL");
+  EXPECT_EQ(RowOf("000003")["nrtdata_inicio"], "2026-01-01");
+
+  const auto requests = cloud_.Requests();
+  ASSERT_EQ(requests.size(), 1u);
+  EXPECT_EQ(requests[0].cnpj, kCnpj);
+  EXPECT_EQ(requests[0].authorization, "Bearer " + cloud_.Token());
+}
+
+TEST_F(RuleSyncTest, SecondSyncUpdatesInPlaceInsertsNewAndKeepsVanishedRules) {
+  net::Json a = test::SampleRule("A1");
+  a["data_fim"] = "2026-06-30";
+  net::Json b = test::SampleRule("B2");
+  Answer({a, b});
+  ASSERT_EQ(Sync(), "");
+  const Row vanished = RowOf("B2");
+
+  a["identificacao"] = "Alterada";
+  a["icm_interno"] = 7;
+  a["data_fim"] = "";  // an open end never erases a stored one
+  net::Json c = test::SampleRule("C3");
+  net::Json first = test::SampleRule("D4");
+  first["identificacao"] = "primeira";
+  net::Json last = test::SampleRule("D4");
+  last["identificacao"] = "última";
+  Answer({c, a, first, last});
+  ASSERT_EQ(Sync(), "");
+
+  EXPECT_EQ(Codes(), "A1,B2,C3,D4");
+  EXPECT_EQ(RowOf("A1")["nrtidentificacao"], "Alterada");
+  EXPECT_EQ(RowOf("A1")["nrticm_interno"], "7.000");
+  EXPECT_EQ(RowOf("A1")["nrtdata_fim"], "2026-06-30");
+  EXPECT_EQ(RowOf("B2"), vanished);
+  EXPECT_EQ(RowOf("C3")["nrtidentificacao"], "Venda de mercadoria C3");
+  EXPECT_EQ(RowOf("D4")["nrtidentificacao"], "última");
+
+  // The same answer again changes nothing and is no error.
+  ASSERT_EQ(Sync(), "");
+  EXPECT_EQ(RowCount(), "4");
+  EXPECT_TRUE(app_.messages.empty());
+}
+
+TEST_F(RuleSyncTest, NoRulesCreateTheTableButNeitherMigrateNorWrite) {
+  for (const char* body : {R"({"error":"No records found"})", "[]", R"({"rows":[]})",
+                           R"({"error":"Edge function crashed"})"}) {
+    cloud_.SetRules(kCnpj, body);
+    ASSERT_EQ(Sync(), "") << body;
+    EXPECT_TRUE(TableExists()) << body;
+    EXPECT_EQ(RowCount(), "0") << body;
+  }
+  cloud_.RemoveRules(kCnpj);  // the fixture's own "No records found", with status 404
+  ASSERT_EQ(Sync(), "");
+  EXPECT_EQ(RowCount(), "0");
+
+  // An older table whose COFINS column the migration renames and tightens: left
+  // alone while no rules come, brought into shape by the first answer with rules.
+  const std::string old = Server().CreateDatabase();
+  PrepareCompany(old);
+  std::string create = kRuleTableCreateSql;
+  const std::string cofins = "csfcodigo varchar(5) NOT NULL";
+  create.replace(create.find(cofins), cofins.size(), "csFcodigo varchar(10) NULL");
+  Server().Execute(create, old);
+  test::SyncSite oldSite(Server(), old, cloud_);
+  SyncTaxRules(app_, oldSite.Here());
+  EXPECT_EQ(CofinsColumn(old), "csFcodigo varchar(10) YES");
+  Answer({test::SampleRule("X")});
+  SyncTaxRules(app_, oldSite.Here());
+  EXPECT_EQ(CofinsColumn(old), "csfcodigo varchar(5) NO");
+  EXPECT_EQ(Server().QueryValue("SELECT nrtcodigo FROM nrt", old), "X");
+  EXPECT_TRUE(app_.messages.empty());
+}
+
+TEST_F(RuleSyncTest, AFailingRecordStopsTheImportAfterTheRowsBeforeIt) {
+  struct Case {
+    const char* member;
+    net::Json value;
+    std::string error;
+  };
+  const std::vector<Case> cases = {
+      {"data_inicio", "2026-13-01", "Data ISO inválida"},
+      {"data_fim", "2026-02-30", "Data ISO inválida"},
+      {"cst_pis", nullptr, ""},  // null text is empty text: no failure
+      {"pis_aliquota", nullptr,
+       "Conversion from JSON null to Double is not supported (value "
+       "'pis_aliquota')"},
+      {"regime_id", "3",
+       "Conversion from JSON string to Integer is not supported (value "
+       "'regime_id')"},
+      {"cfop_interno", "510200", "Data too long for column 'nrtcfop_interno' at row 1"},
+  };
+  for (const auto& [member, value, error] : cases) {
+    Server().Execute("DROP TABLE IF EXISTS nrt", Database());
+    net::Json bad = test::SampleRule("M2");
+    bad[member] = value;
+    Answer({test::SampleRule("M1"), bad, test::SampleRule("M3")});
+    EXPECT_EQ(Sync(), error) << member;
+    EXPECT_EQ(Codes(), error.empty() ? "M1,M2,M3" : "M1") << member;
+  }
+
+  // Keys are compared with their case, so "m1" is new to the import; the
+  // case-insensitive collation then refuses it as a duplicate of "M1".
+  Server().Execute("DROP TABLE nrt", Database());
+  Answer({test::SampleRule("M1"), test::SampleRule("m1"), test::SampleRule("M3")});
+  EXPECT_EQ(Sync(), "Duplicate entry 'm1' for key 'PRIMARY'");
+  EXPECT_EQ(Codes(), "M1");
+
+  net::Json missing = test::SampleRule("M2");
+  missing.erase("cst_cofins");
+  Answer({test::SampleRule("M1"), missing, test::SampleRule("M3")});
+  EXPECT_EQ(Sync(), "Value 'cst_cofins' not found");
+
+  cloud_.SetRules(kCnpj, "<html><body>502 Bad Gateway</body></html>");
+  Server().Execute("DELETE FROM nrt", Database());
+  EXPECT_EQ(Sync(), "JSON inválido");
+  EXPECT_EQ(RowCount(), "0");
+  EXPECT_TRUE(app_.messages.empty());
+}
+
+TEST_F(RuleSyncTest, AnUnreachableCloudFailsAfterTheTableIsMade) {
+  test::SyncSite site(Server(), Database(), cloud_);
+  Installation here = site.Here();
+  here.deployment.cloudUrl =
+      "https://127.0.0.1:" + std::to_string(test::MariaDbServer::UnusedPort()) +
+      "/functions/v1/regras-por-cnpj";
+  try {
+    SyncTaxRules(app_, here);
+    ADD_FAILURE() << "no error";
+  } catch (const std::exception& error) {
+    EXPECT_EQ(std::string(error.what()).rfind("REST request failed: ", 0), 0u) << error.what();
+  }
+  EXPECT_TRUE(TableExists());
+}
+
+TEST_F(RuleSyncTest, NoConfigurationAndNoServerShowOneMessageThenFailAtTheCompanyQuery) {
+  test::TempFolder bare("rotalis-bare");  // no edition, no "morvane.ini"
+  Installation here = site_->Here();
+  here.folder = bare.Path();
+  here.executablePath = bare / "rotalis";
+  std::string error;
+  try {
+    SyncTaxRules(app_, here);
+  } catch (const std::exception& raised) {
+    error = raised.what();
+  }
+  ASSERT_EQ(app_.messages.size(), 1u);
+  ASSERT_EQ(app_.messages[0].rfind(kConnectionFailed, 0), 0u) << app_.messages[0];
+  // The company query's implicit connect fails the same way and is not caught.
+  EXPECT_FALSE(error.empty());
+  EXPECT_EQ(kConnectionFailed + error, app_.messages[0]);
+  EXPECT_TRUE(cloud_.Requests().empty());
+}
+
+TEST_F(RuleSyncTest, AConnectionFailureIsShownAndTheRunGoesOn) {
+  // A wrong password: shown once, then the company query fails with the server's text.
+  std::string config = site_->Folder().Read("kelvaERP.ini");
+  config.replace(config.find("senha=kqm418"), 12, "senha=errada");
+  site_->Folder().Write("kelvaERP.ini", config);
+  const std::string error = Sync();
+  ASSERT_EQ(app_.messages.size(), 1u);
+  EXPECT_NE(error.find("Access denied"), std::string::npos) << error;
+  EXPECT_EQ(app_.messages[0], kConnectionFailed + error);
+  EXPECT_FALSE(TableExists());
+}
+
+TEST_F(RuleSyncTest, ACompanyWithoutARowIsAskedForWithoutCnpj) {
+  Server().Execute("UPDATE cfgmcfg SET cfgetdempresa = 99 WHERE cfgcodigo = 1", Database());
+  cloud_.SetRules(std::nullopt, net::Json({test::SampleRule("SEM")}).dump());
+  ASSERT_EQ(Sync(), "");
+  const auto requests = cloud_.Requests();
+  ASSERT_EQ(requests.size(), 1u);
+  EXPECT_EQ(requests[0].target, "/functions/v1/regras-por-cnpj");
+  EXPECT_EQ(Codes(), "SEM");
+}
+
+}  // namespace
+}  // namespace rotalis
