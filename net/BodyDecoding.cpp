@@ -1,9 +1,10 @@
 #include "net/BodyDecoding.h"
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <string_view>
+
+#include "config/TextEncoding.h"
 
 namespace rotalis::net {
 namespace {
@@ -20,33 +21,17 @@ std::string_view Trim(std::string_view text) {
   return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
-void AppendUtf8(std::string& out, char32_t cp) {
-  if (cp < 0x80) {
-    out += static_cast<char>(cp);
-  } else if (cp < 0x800) {
-    out += static_cast<char>(0xC0 | (cp >> 6));
-    out += static_cast<char>(0x80 | (cp & 0x3F));
-  } else {
-    out += static_cast<char>(0xE0 | (cp >> 12));
-    out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (cp & 0x3F));
-  }
-}
-
-// Windows-1252 bytes 0x80..0x9F; the five the code page leaves undefined keep
-// their C1 value, as ISO-8859-1 would.
-constexpr std::array<char16_t, 32> kWindows1252High = {
-    0x20AC, 0x0081, 0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
-    0x2039, 0x0152, 0x008D, 0x017D, 0x008F, 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
-    0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
-
-std::string SingleByteToUtf8(const std::string& bytes, bool windows1252) {
+std::string Latin1ToUtf8(const std::string& bytes) {
   std::string out;
   out.reserve(bytes.size() * 2);
   for (const char c : bytes) {
     const auto byte = static_cast<unsigned char>(c);
-    const bool high = windows1252 && byte >= 0x80 && byte <= 0x9F;
-    AppendUtf8(out, high ? kWindows1252High[byte - 0x80] : byte);
+    if (byte < 0x80) {
+      out += c;
+    } else {
+      out += static_cast<char>(0xC0 | (byte >> 6));
+      out += static_cast<char>(0x80 | (byte & 0x3F));
+    }
   }
   return out;
 }
@@ -92,9 +77,9 @@ std::string SanitiseUtf8(const std::string& bytes) {
 
 std::string Decode(const std::string& bytes, const std::string& charset) {
   if (charset == "iso-8859-1" || charset == "latin1" || charset == "iso8859-1") {
-    return SingleByteToUtf8(bytes, false);
+    return Latin1ToUtf8(bytes);
   }
-  if (charset == "windows-1252" || charset == "cp1252") return SingleByteToUtf8(bytes, true);
+  if (charset == "windows-1252" || charset == "cp1252") return Windows1252ToUtf8(bytes);
   return SanitiseUtf8(bytes);
 }
 

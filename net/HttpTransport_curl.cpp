@@ -64,21 +64,37 @@ std::string Trimmed(std::string text) {
 // response's lines are kept.
 size_t OnHeader(char* data, size_t size, size_t count, void* user) {
   auto* transfer = static_cast<Transfer*>(user);
-  const std::string line(data, size * count);
   transfer->lastActivity = Clock::now();
-  if (line.rfind("HTTP/", 0) == 0) {
-    transfer->response->headers.clear();
-    const auto code = line.find(' ');
-    const auto text = code == std::string::npos ? code : line.find(' ', code + 1);
-    transfer->response->statusText = text == std::string::npos ? "" : Trimmed(line.substr(text));
+  try {
+    const std::string line(data, size * count);
+    if (line.rfind("HTTP/", 0) == 0) {
+      transfer->response->headers.clear();
+      const auto code = line.find(' ');
+      const auto text = code == std::string::npos ? code : line.find(' ', code + 1);
+      transfer->response->statusText = text == std::string::npos ? "" : Trimmed(line.substr(text));
+      return size * count;
+    }
+    const auto colon = line.find(':');
+    if (colon != std::string::npos) {
+      transfer->response->headers.emplace_back(Trimmed(line.substr(0, colon)),
+                                               Trimmed(line.substr(colon + 1)));
+    }
     return size * count;
+  } catch (...) {
+    transfer->failure = std::current_exception();
+    return 0;
   }
-  const auto colon = line.find(':');
-  if (colon != std::string::npos) {
-    transfer->response->headers.emplace_back(Trimmed(line.substr(0, colon)),
-                                             Trimmed(line.substr(colon + 1)));
+}
+
+// The announced length, when it is that of the body the sink will receive: a
+// coded body arrives decoded, longer than announced.
+void AnnounceLength(const Transfer& transfer) {
+  curl_off_t length = -1;
+  curl_easy_getinfo(transfer.handle, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+  const auto coding = FindHeader(transfer.response->headers, "Content-Encoding");
+  if (length >= 0 && (!coding || *coding == "identity")) {
+    transfer.sink->SetLength(static_cast<std::uint64_t>(length));
   }
-  return size * count;
 }
 
 size_t OnBody(char* data, size_t size, size_t count, void* user) {
@@ -92,12 +108,7 @@ size_t OnBody(char* data, size_t size, size_t count, void* user) {
   try {
     if (!transfer->lengthSent) {
       transfer->lengthSent = true;
-      if (const auto length = FindHeader(transfer->response->headers, "Content-Length")) {
-        // With content decoding the announced length is that of the coded body.
-        if (transfer->request->acceptEncoding.empty()) {
-          transfer->sink->SetLength(std::stoull(*length));
-        }
-      }
+      AnnounceLength(*transfer);
     }
     transfer->sink->Add(data, bytes);
     return bytes;
@@ -172,6 +183,8 @@ void Prepare(CURL* handle, const HttpRequest& request, CurlSList& headers, Trans
 
   if (request.method == "GET") {
     SetOption(handle, CURLOPT_HTTPGET, 1L);
+  } else if (request.method == "HEAD") {
+    SetOption(handle, CURLOPT_NOBODY, 1L);
   } else if (request.method == "POST") {
     SetOption(handle, CURLOPT_POST, 1L);
   } else {
