@@ -13,18 +13,26 @@ class OutputFile {
   // downloaded program) may be started by its owner, as far as the system's
   // file-creation mask allows.
   explicit OutputFile(const std::string& path, bool executable = false);
+  // Writes what is still buffered, as far as it goes, then closes the file.
   ~OutputFile();
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
 
-  // Appends the bytes; raises rotalis::Exception with the system's message.
+  // Appends the bytes. They are collected into large writes, so a failure may
+  // surface at a later Write or at Flush; raises rotalis::Exception with the
+  // system's message.
   void Write(const char* data, std::size_t size);
+  // Writes everything buffered; raises like Write.
+  void Flush();
 
   const std::string& Path() const { return path_; }
 
  private:
+  void WriteThrough(const char* data, std::size_t size);
+
   std::string path_;
   int fd_ = -1;
+  std::string buffer_;
 };
 
 }  // namespace rotalis::platform

@@ -9,16 +9,51 @@
 #include "platform/FileSystem.h"
 
 namespace rotalis::platform {
+namespace {
+
+// Network pieces arrive in a few kilobytes each; one system call per megabyte
+// keeps a large download as fast as the network allows.
+constexpr std::size_t kBufferSize = 1 << 20;
+
+}  // namespace
 
 OutputFile::OutputFile(const std::string& path, bool executable) : path_(path) {
   fd_ = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, executable ? 0777 : 0666);
   if (fd_ < 0)
     throw Exception("Cannot create the file '" + path + "': " + SystemErrorMessage(errno));
+  buffer_.reserve(kBufferSize);
 }
 
-OutputFile::~OutputFile() { close(fd_); }
+OutputFile::~OutputFile() {
+  try {
+    Flush();
+  } catch (const Exception&) {
+    // Only reached when the transfer failed already; that error is the one reported.
+  }
+  close(fd_);
+}
 
 void OutputFile::Write(const char* data, std::size_t size) {
+  if (buffer_.size() + size > kBufferSize) Flush();
+  if (size >= kBufferSize) {
+    WriteThrough(data, size);
+  } else {
+    buffer_.append(data, size);
+  }
+}
+
+void OutputFile::Flush() {
+  if (buffer_.empty()) return;
+  try {
+    WriteThrough(buffer_.data(), buffer_.size());
+  } catch (const Exception&) {
+    buffer_.clear();  // reported once, not again when the file closes
+    throw;
+  }
+  buffer_.clear();
+}
+
+void OutputFile::WriteThrough(const char* data, std::size_t size) {
   while (size > 0) {
     const ssize_t written = write(fd_, data, size);
     if (written < 0) {

@@ -80,6 +80,7 @@ void DownloadUpdateFile(ui::Application& app, const std::string& base,
     platform::OutputFile file(localPath, /*executable=*/true);
     FileSink sink(file);
     client->Send(request, &sink);
+    file.Flush();
   } catch (const std::exception& error) {
     app.ShowMessage(error.what());
   }
