@@ -46,6 +46,9 @@ class MariaDbServer {
   // (provider "MySQL"); does not connect.
   void Configure(TDbConnection& connection, const std::string& database) const;
 
+  // The folder holding the server's data, socket, log and process id.
+  const std::string& Folder() const { return folder_.Path(); }
+
   // A loopback port on which nothing listens.
   static int UnusedPort();
 
