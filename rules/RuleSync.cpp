@@ -4,6 +4,7 @@
 #include "rules/RuleSync.h"
 
 #include <exception>
+#include <optional>
 #include <string>
 
 #include "config/ConfigFile.h"
@@ -69,9 +70,13 @@ void SyncTaxRules(ui::Application& app, const Installation& here) {
   // The cloud may take long; no server session is held open meanwhile. The
   // next statement reconnects.
   connection.SetConnected(false);
-  const std::string body = FetchRulesByCnpj(here.deployment, cnpj);
-  if (body.empty()) return;
-  const auto list = ExtractRuleList(body);
+  std::optional<RuleList> list;
+  {
+    // The body goes as soon as it is parsed: a large answer is held once, as JSON.
+    const std::string body = FetchRulesByCnpj(here.deployment, cnpj);
+    if (body.empty()) return;
+    list = ExtractRuleList(body);
+  }
   if (!list || list->empty()) return;
 
   TDbQuery rules(connection);

@@ -56,18 +56,8 @@ class RuleSyncTest : public test::MariaDbTest {
   void SetUp() override {
     MariaDbTest::SetUp();
     platform::SetEnvironment("TZ", "America/Sao_Paulo");
-    PrepareCompany(Database());
+    test::CreateCompany(Server(), Database(), kCnpj);
     site_ = std::make_unique<test::SyncSite>(Server(), Database(), cloud_);
-  }
-
-  // The ERP tables, naming the company of kCnpj in configuration row 1.
-  void PrepareCompany(const std::string& database) {
-    Server().CreateErpTables(database);
-    Server().Execute(
-        "INSERT INTO cfgmcfg VALUES (1, 10), (2, 20);"
-        "INSERT INTO etd VALUES (10, 'Matriz', '12.345.678/0001-90'),"
-        " (20, 'Filial', '98.765.432/0001-10')",
-        database);
   }
 
   void Answer(const std::vector<net::Json>& rules) {
@@ -230,7 +220,7 @@ TEST_F(RuleSyncTest, NoRulesCreateTheTableButNeitherMigrateNorWrite) {
   // An older table whose COFINS column the migration renames and tightens: left
   // alone while no rules come, brought into shape by the first answer with rules.
   const std::string old = Server().CreateDatabase();
-  PrepareCompany(old);
+  test::CreateCompany(Server(), old, kCnpj);
   std::string create = kRuleTableCreateSql;
   const std::string cofins = "csfcodigo varchar(5) NOT NULL";
   create.replace(create.find(cofins), cofins.size(), "csFcodigo varchar(10) NULL");

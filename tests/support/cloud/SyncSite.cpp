@@ -18,6 +18,14 @@ SyncSite::SyncSite(const MariaDbServer& server, const std::string& database,
   here_.deployment = cloud.CloudDeployment();
 }
 
+void CreateCompany(const MariaDbServer& server, const std::string& database,
+                   const std::string& cnpj) {
+  server.CreateErpTables(database);
+  server.Execute(
+      "INSERT INTO cfgmcfg VALUES (1, 10); INSERT INTO etd VALUES (10, 'Matriz', '" + cnpj + "')",
+      database);
+}
+
 net::Json SampleRule(const std::string& code) {
   return {{"classificacao_ibscbs", code},
           {"regime_id", 3},

@@ -30,6 +30,11 @@ class SyncSite {
   Installation here_;
 };
 
+// The ERP tables in a database, configuration row 1 naming a company whose
+// document (the CNPJ the cloud is asked with) is `cnpj`.
+void CreateCompany(const MariaDbServer& server, const std::string& database,
+                   const std::string& cnpj);
+
 // One rule record as the cloud sends it, every member filled with plausible
 // values; tests change the members they care about.
 net::Json SampleRule(const std::string& code);
