@@ -4,7 +4,8 @@
 // Reads of SQL NULL give "", 0 and 0.0. Writes are only allowed while the
 // query edits or appends a row. Text written into a date column is parsed in
 // the short date format (day/month/year); dates read as text come back in it.
-// Numbers travel as locale-independent text.
+// Numbers travel as locale-independent text. A field belongs to the result set
+// of one Open: Close or the next Open ends it.
 
 #include <cstddef>
 #include <cstdint>
