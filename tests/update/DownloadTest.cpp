@@ -75,7 +75,7 @@ TEST_F(DownloadTest, UnusableListsEndThePhaseSilently) {
   }
   EXPECT_THAT(ui.progressForms, IsEmpty());
   EXPECT_THAT(ui.messages, IsEmpty());
-  EXPECT_FALSE(app.Exists("atualizadores_versao"));
+  EXPECT_FALSE(Exists("atualizadores_versao"));
 }
 
 TEST_F(DownloadTest, MissingNameStopsThePhaseThere) {
@@ -105,7 +105,7 @@ TEST_F(DownloadTest, EmptyAndForeignNamesAreSkipped) {
 
   EXPECT_THAT(server.Targets(), ElementsAre("/arquivos/kelva", "/download/kelva/b.exe"));
   EXPECT_THAT(ui.progressForms[0]->positions, ElementsAre(1, 2, 3, 4, 5, 6, 7, 8));
-  EXPECT_FALSE(app.Exists("x.exe"));
+  EXPECT_FALSE(Exists("x.exe"));
   std::vector<std::string> cached;
   for (const auto& entry : std::filesystem::directory_iterator(app / "atualizadores_versao"))
     cached.push_back(entry.path().filename().string());

@@ -56,7 +56,7 @@ TEST_F(DriverTest, RunsOnlyTheNewerInstallerSilently) {
   // Recorded in the edition's existing file, whatever the case of its name.
   EXPECT_EQ(Versao("kelvaERP.ini"), "10234");
   EXPECT_EQ(app.Read("kelvaERP.ini"), "[posi]\r\nservidor=db\r\nVersao=10234\r\n");
-  EXPECT_FALSE(app.Exists("kelvaerp.ini"));
+  EXPECT_FALSE(Exists("kelvaerp.ini"));
 }
 
 TEST_F(DriverTest, InstallersRunInCaseInsensitiveOrder) {
@@ -91,8 +91,8 @@ TEST_F(DriverTest, UnreachableServerChangesNothing) {
   UpdateInstallation(ui, here);
 
   EXPECT_THAT(server.Targets(), IsEmpty());
-  EXPECT_FALSE(app.Exists("kelvaerp.ini"));
-  EXPECT_FALSE(app.Exists("atualizadores_versao/Setup_9.exe"));
+  EXPECT_FALSE(Exists("kelvaerp.ini"));
+  EXPECT_FALSE(Exists("atualizadores_versao/Setup_9.exe"));
   EXPECT_THAT(Runs(), IsEmpty());
   EXPECT_EQ(ui.terminateCalls, 0);
 }

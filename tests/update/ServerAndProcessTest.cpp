@@ -55,7 +55,7 @@ TEST_F(RunAndWaitTest, NoShellInterpretsTheArguments) {
   RunAndWait(ui, installer, "$HOME;touch 'x' `id`");
 
   EXPECT_THAT(Runs()[0].arguments, ElementsAre("$HOME;touch", "'x'", "`id`"));
-  EXPECT_FALSE(app.Exists("x"));
+  EXPECT_FALSE(Exists("x"));
 }
 
 TEST_F(RunAndWaitTest, StartFailureShowsTheSystemText) {

@@ -1,8 +1,6 @@
 #include "tests/update/UpdateFixture.h"
 
 #include <filesystem>
-#include <fstream>
-#include <random>
 #include <sstream>
 #include <stdexcept>
 
@@ -10,49 +8,21 @@
 
 namespace rotalis::test {
 
-LetterFolder::LetterFolder() {
-  std::random_device seed;
-  std::mt19937 random(seed());
-  std::uniform_int_distribution<int> letter(0, 25);
-  const std::filesystem::path temp = std::filesystem::temp_directory_path();
-  for (int attempt = 0; attempt < 100; ++attempt) {
-    std::string name = "rotalis-update-";
-    for (int i = 0; i < 10; ++i) name += static_cast<char>('a' + letter(random));
-    if (std::filesystem::create_directory(temp / name)) {
-      path_ = (temp / name).string() + "/";
-      return;
-    }
+namespace {
+
+// Installer numbers are read from the whole path, so the application folder
+// must not add digits of its own; a random folder name often has none.
+std::unique_ptr<TempFolder> DigitFreeTempFolder() {
+  for (int attempt = 0; attempt < 200; ++attempt) {
+    auto folder = std::make_unique<TempFolder>("rotalis-update");
+    if (folder->Path().find_first_of("0123456789") == std::string::npos) return folder;
   }
-  throw std::runtime_error("cannot create a folder under " + temp.string());
+  throw std::runtime_error("no temporary folder without digits in its path");
 }
 
-LetterFolder::~LetterFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
+}  // namespace
 
-std::string LetterFolder::Write(const std::string& relative, const std::string& bytes) const {
-  const std::filesystem::path file = path_ + relative;
-  std::filesystem::create_directories(file.parent_path());
-  std::ofstream out(file, std::ios::binary | std::ios::trunc);
-  out << bytes;
-  if (!out) throw std::runtime_error("cannot write " + file.string());
-  return file.string();
-}
-
-std::string LetterFolder::Read(const std::string& relative) const {
-  std::ifstream in(path_ + relative, std::ios::binary);
-  if (!in) throw std::runtime_error("cannot read " + path_ + relative);
-  std::ostringstream content;
-  content << in.rdbuf();
-  return content.str();
-}
-
-bool LetterFolder::Exists(const std::string& relative) const {
-  return std::filesystem::exists(path_ + relative);
-}
-
-UpdateTest::UpdateTest() {
+UpdateTest::UpdateTest() : appFolder(DigitFreeTempFolder()), app(*appFolder) {
   here.folder = app.Path();
   here.executablePath = app / "rotalis";
   WriteVersionedFile(here.executablePath, 1, 2, 3, 4);
@@ -76,7 +46,7 @@ std::string UpdateTest::PutInstaller(const std::string& name) const {
 
 std::vector<InstallerRun> UpdateTest::Runs() const {
   std::vector<InstallerRun> runs;
-  if (!app.Exists("runs.log")) return runs;
+  if (!Exists("runs.log")) return runs;
   std::istringstream lines(app.Read("runs.log"));
   for (std::string line; std::getline(lines, line);) {
     std::vector<std::string> fields;
@@ -93,6 +63,10 @@ std::vector<InstallerRun> UpdateTest::Runs() const {
     runs.push_back(run);
   }
   return runs;
+}
+
+bool UpdateTest::Exists(const std::string& relative) const {
+  return std::filesystem::exists(app / relative);
 }
 
 }  // namespace rotalis::test

@@ -6,33 +6,16 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "config/Installation.h"
 #include "tests/support/RecordingApplication.h"
+#include "tests/support/TempFolder.h"
 #include "tests/support/nginx/NginxUpdateServer.h"
 
 namespace rotalis::test {
-
-// A fresh folder under the temporary folder whose path is made of letters
-// only, removed with its content when the object goes.
-class LetterFolder {
- public:
-  LetterFolder();
-  ~LetterFolder();
-  LetterFolder(const LetterFolder&) = delete;
-  LetterFolder& operator=(const LetterFolder&) = delete;
-
-  const std::string& Path() const { return path_; }  // with trailing separator
-  std::string operator/(const std::string& relative) const { return path_ + relative; }
-  std::string Write(const std::string& relative, const std::string& bytes) const;
-  std::string Read(const std::string& relative) const;
-  bool Exists(const std::string& relative) const;
-
- private:
-  std::string path_;
-};
 
 // One start of an installer script, as it recorded it.
 struct InstallerRun {
@@ -50,9 +33,11 @@ class UpdateTest : public ::testing::Test {
   // The same script as bytes, for the server to hand out.
   std::string InstallerScript() const;
   std::vector<InstallerRun> Runs() const;
+  bool Exists(const std::string& relative) const;
 
   NginxUpdateServer server;
-  LetterFolder app;
+  std::unique_ptr<TempFolder> appFolder;  // its path holds no digit
+  TempFolder& app;
   RecordingApplication ui;
   Installation here;
 };
