@@ -1,6 +1,7 @@
 #include <cstdio>
 
 #include "crash/CrashEvent.h"
+#include "platform/ChildProcess.h"
 #include "platform/FileVersion.h"
 #include "platform/Paths.h"
 #include "platform/ProcessControl.h"
@@ -34,7 +35,7 @@ ApplicationInfo ApplicationInfo::ForExecutable(const std::string& executablePath
 ApplicationInfo ApplicationInfo::Current() {
   ApplicationInfo info = ForExecutable(platform::ExecutablePath());
   info.commandLine = platform::CurrentCommandLine();
-  info.environment = platform::CurrentEnvironmentBlock();
+  info.environment = platform::CurrentEnvironment();
   return info;
 }
 

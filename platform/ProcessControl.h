@@ -1,6 +1,7 @@
 #pragma once
-// What a crashed program needs to start itself again: its command line and
-// environment, a start that does not wait, and an end that runs nothing more.
+// What a crashed program needs to start itself again: its command line, a
+// start that does not wait, and an end that runs nothing more. (The
+// environment: CurrentEnvironment in ChildProcess.h.)
 
 #include <string>
 #include <vector>
@@ -10,9 +11,6 @@ namespace rotalis::platform {
 // The arguments this process (or the process `pid`) was started with,
 // program name first; empty when they cannot be read.
 std::vector<std::string> CurrentCommandLine(int pid = 0);
-
-// This process's environment now, "NAME=value" each.
-std::vector<std::string> CurrentEnvironmentBlock();
 
 // Starts `path` with `arguments` (program name first) and exactly the
 // environment given; does not wait. Raises rotalis::Exception with the

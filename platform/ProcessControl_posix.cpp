@@ -10,8 +10,6 @@
 #include "platform/Exception.h"
 #include "platform/FileSystem.h"
 
-extern char** environ;
-
 namespace rotalis::platform {
 namespace {
 
@@ -38,14 +36,6 @@ std::vector<std::string> CurrentCommandLine(int pid) {
     start = end + 1;
   }
   return arguments;
-}
-
-std::vector<std::string> CurrentEnvironmentBlock() {
-  std::vector<std::string> block;
-  for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
-    block.emplace_back(*entry);
-  }
-  return block;
 }
 
 void StartDetachedProcess(const std::string& path, const std::vector<std::string>& arguments,

@@ -9,6 +9,7 @@
 
 #include "crash/CrashReporter.h"
 #include "crash/CrashWatcherArguments.h"
+#include "platform/ChildProcess.h"
 #include "platform/FatalSignal.h"
 #include "platform/ProcessControl.h"
 
@@ -53,7 +54,7 @@ int main(int argc, char** argv) {
     application.folder = options.folder;
     application.commandLine = platform::CurrentCommandLine(record->pid);
     // The watcher was started with the program's environment as it began.
-    application.environment = platform::CurrentEnvironmentBlock();
+    application.environment = platform::CurrentEnvironment();
     crash::TCrashSettings settings;
     settings.HttpServer = options.trackerUrl;
     const std::unique_ptr<ui::CrashUi> ui = ui::CreateCrashUi(options.backend);

@@ -1,0 +1,216 @@
+// The crash reporter's parts in this process: the submission against the
+// fixture tracker, the report file's size limit, the stack recorded at the
+// throw and named from the debug information, the exception filters' class
+// matching, and the console dialog.
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+
+#include "crash/CrashSettings.h"
+#include "crash/ExceptionInfo.h"
+#include "crash/MantisSubmitter.h"
+#include "crash/ReportFile.h"
+#include "crash/ReportText.h"
+#include "platform/Exception.h"
+#include "platform/FileSystem.h"
+#include "platform/StackTrace.h"
+#include "platform/Symbolizer.h"
+#include "rotalis/EDBEditError.h"
+#include "tests/support/TempFolder.h"
+#include "tests/support/mantis/MantisFixtureServer.h"
+#include "ui/console/ConsoleCrashUi.h"
+
+namespace rotalis::crash {
+namespace {
+
+const TCrashSettings kSettings;
+
+class SubmissionTest : public ::testing::Test {
+ protected:
+  test::MantisFixtureServer tracker_{
+      {"bugs", kSettings.BugTrPassword, {"TarvoArquivos"}, {"General"}}};
+  std::unique_ptr<net::HttpTransport> transport_ = net::HttpTransport::Create();
+
+  TCrashSettings Settings() const {
+    return TCrashSettings::ForDeployment(Deployment{"", "", "", "", tracker_.BaseUrl()});
+  }
+};
+
+TEST_F(SubmissionTest, FilesTheIssueWithItsAttachmentsByteForByte) {
+  std::string binary;
+  for (int i = 0; i < 256; ++i) binary += static_cast<char>(i);
+  const MantisIssue issue{"TarvoArquivos", "General", "rotalis, Data ISO inválida <&>",
+                          "error details: \r\nline one\nline \"two\""};
+  const auto id = MantisSubmitter(*transport_, Settings())
+                      .Submit(issue, {{"bugreport.txt", "text/plain", "report\r\ntext"},
+                                      {"screenshot.png", "image/png", binary}});
+
+  const auto issues = tracker_.Issues();
+  ASSERT_EQ(issues.size(), 1u);
+  EXPECT_EQ(issues[0].id, id);
+  EXPECT_EQ(issues[0].project, "TarvoArquivos");
+  EXPECT_EQ(issues[0].category, "General");
+  EXPECT_EQ(issues[0].summary, issue.summary);
+  EXPECT_EQ(issues[0].description, issue.description);  // the CR survives XML
+  EXPECT_EQ(issues[0].attachments.at("bugreport.txt"), "report\r\ntext");
+  EXPECT_EQ(issues[0].attachments.at("screenshot.png"), binary);
+  EXPECT_EQ(issues[0].attachmentTypes.at("screenshot.png"), "image/png");
+  EXPECT_EQ(tracker_.Operations(),
+            (std::vector<std::string>{"mc_issue_add", "mc_issue_attachment_add",
+                                      "mc_issue_attachment_add"}));
+  EXPECT_TRUE(tracker_.WsdlViolations().empty()) << tracker_.WsdlViolations().front();
+}
+
+TEST_F(SubmissionTest, TheTrackersRefusalsRaiseWithItsText) {
+  TCrashSettings wrongPassword = Settings();
+  wrongPassword.BugTrPassword = "not the password";
+  const MantisIssue issue{"TarvoArquivos", "General", "s", "d"};
+  const auto refusal = [&](const TCrashSettings& settings, const MantisIssue& what) {
+    try {
+      MantisSubmitter(*transport_, settings).Submit(what, {});
+    } catch (const MantisError& error) {
+      return std::string(error.what());
+    }
+    return std::string("no error");
+  };
+  EXPECT_EQ(refusal(wrongPassword, issue), "Access denied");
+  EXPECT_EQ(refusal(Settings(), {"Outro", "General", "s", "d"}), "Project not specified");
+  EXPECT_EQ(refusal(Settings(), {"TarvoArquivos", "Geral", "s", "d"}),
+            "Category 'Geral' not found.");
+  EXPECT_TRUE(tracker_.Issues().empty());
+  EXPECT_TRUE(tracker_.WsdlViolations().empty());
+}
+
+TEST(MantisSoapTest, ReadsResultsAndBothKindsOfFault) {
+  EXPECT_EQ(
+      ParseIntegerResponse(200,
+                           "<SOAP-ENV:Envelope><SOAP-ENV:Body><ns1:mc_issue_addResponse><return "
+                           "xsi:type=\"xsd:integer\">17</return></ns1:mc_issue_addResponse>"
+                           "</SOAP-ENV:Body></SOAP-ENV:Envelope>"),
+      17);
+  EXPECT_THROW(ParseIntegerResponse(200, "<html>Bad gateway</html>"), MantisError);
+  try {
+    ParseIntegerResponse(200,
+                         "<SOAP-ENV:Fault><faultstring>Category &#039;X&#039; not found."
+                         "</faultstring></SOAP-ENV:Fault>");
+    FAIL();
+  } catch (const MantisError& error) {
+    EXPECT_STREQ(error.what(), "Category 'X' not found.");
+  }
+  EXPECT_EQ(XmlText("a\x01"
+                    "b\xff<"),
+            "a?b?&lt;");
+}
+
+std::string ReportOfSize(int number, std::size_t size) {
+  std::string report = std::string(kReportStartLine) + "\nreport " + std::to_string(number) + "\n";
+  report.resize(size - 1, 'x');
+  return report + "\n";
+}
+
+TEST(ReportFileTest, StaysUnderItsLimitAndKeepsOnlyWholeNewestReports) {
+  test::TempFolder folder;
+  const std::string path = folder / "bugreport.txt";
+  folder.Write("bugreport.txt", "written by something else\n");
+  std::vector<std::string> appended;
+  const std::size_t sizes[] = {30000, 45000, 7000, 52000, 99000, 1200, 40000, 60000};
+  for (int i = 0; i < 8; ++i) {
+    appended.push_back(ReportOfSize(i, sizes[i]));
+    AppendReport(path, appended.back(), 100000);
+    const std::string text = platform::ReadFileBytes(path);
+    ASSERT_LE(text.size(), 100000u);
+    // The file is exactly the newest reports that fit, each one whole.
+    const auto kept = SplitReports(text);
+    ASSERT_FALSE(kept.empty());
+    std::string expected;
+    for (std::size_t k = 0; k < kept.size(); ++k) {
+      expected += appended[appended.size() - kept.size() + k];
+    }
+    EXPECT_EQ(text, expected);
+    if (kept.size() < appended.size()) {
+      EXPECT_GT(text.size() + appended[appended.size() - kept.size() - 1].size(), 100000u);
+    }
+  }
+  EXPECT_THROW(AppendReport(path, ReportOfSize(9, 100001), 100000), Exception);
+}
+
+constexpr int kThrowLine = __LINE__ + 1;
+[[gnu::noinline]] void ThrowFromHere() { throw EDBEditError("bad date"); }
+
+TEST(ThrowStackTest, NamesTheThrowingFunctionWithFileAndLine) {
+  std::exception_ptr error;
+  try {
+    ThrowFromHere();
+  } catch (...) {
+    error = std::current_exception();
+  }
+  const auto stack = platform::ThrowStackOf(error);
+  ASSERT_FALSE(stack.empty());
+  const auto frame = platform::Symbolizer::ForProcess()->Describe(stack.front(), false);
+  EXPECT_NE(frame.function.find("ThrowFromHere"), std::string::npos) << frame.function;
+  EXPECT_NE(frame.sourceFile.find("CrashPartsTest.cpp"), std::string::npos);
+  EXPECT_EQ(frame.line, kThrowLine);
+  EXPECT_EQ(frame.functionLine, kThrowLine);
+  const std::string line = FormatStackLine(frame);
+  EXPECT_NE(line.find("+0x"), std::string::npos) << line;
+  EXPECT_NE(line.find("CrashPartsTest.cpp:" + std::to_string(kThrowLine) + " (+0)"),
+            std::string::npos)
+      << line;
+}
+
+class RefusedPostalCode : public EDBEditError {
+  using EDBEditError::EDBEditError;
+};
+
+TEST(ExceptionInfoTest, FiltersMatchTheClassAndItsDescendantsOnly) {
+  const auto info = DescribeException(std::make_exception_ptr(RefusedPostalCode("CEP")));
+  EXPECT_EQ(info.message, "CEP");
+  EXPECT_TRUE(ClassMatches(info.classChain, "EDBEditError"));
+  EXPECT_TRUE(ClassMatches(info.classChain, "std::runtime_error"));
+  const auto other = DescribeException(std::make_exception_ptr(Exception("JSON inválido")));
+  EXPECT_EQ(other.className, "rotalis::Exception");
+  EXPECT_FALSE(ClassMatches(other.classChain, "EDBEditError"));
+  EXPECT_FALSE(ClassMatches({"rotalis::NotEDBEditError"}, "EDBEditError"));
+  EXPECT_EQ(DescribeException(std::make_exception_ptr(42)).className, "int");
+}
+
+ui::CrashDialogSpec Dialog(bool canContinue) {
+  using ui::CrashDialogButton;
+  return {"rotalis",
+          "An error occurred in the application.",
+          {{CrashDialogButton::ShowBugReport, "show bug report"},
+           {CrashDialogButton::ContinueApplication, "continue application"},
+           {CrashDialogButton::RestartApplication, "restart application"},
+           {CrashDialogButton::CloseApplication, "close application"}},
+          CrashDialogButton::CloseApplication,
+          canContinue};
+}
+
+TEST(ConsoleCrashDialogTest, TheUserPicksByNumberAtATerminal) {
+  std::istringstream in("7\n2\n2\n3\n\n");
+  std::ostringstream out;
+  const auto ui = ui::console::CreateConsoleCrashUi({in, out, true});
+  EXPECT_EQ(ui->ShowCrashDialog(Dialog(true)), ui::CrashDialogButton::ContinueApplication);
+  EXPECT_NE(out.str().find("No such choice."), std::string::npos);
+  // After a crash the process cannot survive, continuing is refused.
+  EXPECT_EQ(ui->ShowCrashDialog(Dialog(false)), ui::CrashDialogButton::RestartApplication);
+  EXPECT_EQ(ui->ShowCrashDialog(Dialog(true)), ui::CrashDialogButton::CloseApplication);
+}
+
+TEST(ConsoleCrashDialogTest, WithoutATerminalTheFocusedButtonCloses) {
+  std::istringstream in("2\n");
+  std::ostringstream out;
+  const auto ui = ui::console::CreateConsoleCrashUi({in, out, false});
+  EXPECT_EQ(ui->ShowCrashDialog(Dialog(true)), ui::CrashDialogButton::CloseApplication);
+  const std::string shown = out.str();
+  for (const char* text :
+       {"An error occurred in the application.", "[1] show bug report", "[2] continue application",
+        "[3] restart application", "[4] close application (default)"}) {
+    EXPECT_NE(shown.find(text), std::string::npos) << text;
+  }
+}
+
+}  // namespace
+}  // namespace rotalis::crash

@@ -1,0 +1,103 @@
+#include "tests/support/mantis/MantisFixtureServer.h"
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+namespace rotalis::test {
+namespace {
+
+std::string ReadAll(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+std::vector<nlohmann::json> JsonLines(const std::string& path) {
+  std::vector<nlohmann::json> entries;
+  std::istringstream lines(ReadAll(path));
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.empty()) entries.push_back(nlohmann::json::parse(line));
+  }
+  return entries;
+}
+
+std::string Quoted(const std::string& text) { return "'" + text + "'"; }
+
+}  // namespace
+
+MantisFixtureServer::MantisFixtureServer(const MantisTrackerSetup& setup)
+    : folder_("rotalis-mantis") {
+  std::string command = "exec python3 -u " + Quoted(ROTALIS_MANTIS_FIXTURE_SCRIPT) + " --folder " +
+                        Quoted(folder_.Path()) + " --wsdl " + Quoted(ROTALIS_MANTIS_WSDL) +
+                        " --account " + Quoted(setup.account) + " --password " +
+                        Quoted(setup.password);
+  for (const std::string& project : setup.projects) command += " --project " + Quoted(project);
+  for (const std::string& category : setup.categories) command += " --category " + Quoted(category);
+  command += " >" + Quoted(folder_ / "server.log") + " 2>&1";
+  // The server's standard input is our pipe: however this process ends, the
+  // pipe closes and the server stops.
+  process_ = popen(command.c_str(), "w");
+  if (process_ == nullptr) throw std::runtime_error("cannot start the fixture tracker");
+  const std::string portFile = folder_ / "port";
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  while (!std::filesystem::exists(portFile)) {
+    if (std::chrono::steady_clock::now() > deadline) {
+      pclose(process_);
+      throw std::runtime_error("the fixture tracker did not start: " +
+                               ReadAll(folder_ / "server.log"));
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  port_ = std::stoi(ReadAll(portFile));
+}
+
+MantisFixtureServer::~MantisFixtureServer() { pclose(process_); }
+
+std::string MantisFixtureServer::BaseUrl() const {
+  return "http://127.0.0.1:" + std::to_string(port_) + "/erros";
+}
+
+std::vector<TrackerIssue> MantisFixtureServer::Issues() const {
+  std::vector<TrackerIssue> issues;
+  for (int id = 1;; ++id) {
+    const std::string record = folder_ / ("issues/" + std::to_string(id) + ".json");
+    if (!std::filesystem::exists(record)) break;
+    const auto parsed = nlohmann::json::parse(ReadAll(record));
+    TrackerIssue issue;
+    issue.id = id;
+    issue.project = parsed.at("project").get<std::string>();
+    issue.category = parsed.at("category").get<std::string>();
+    issue.summary = parsed.at("summary").get<std::string>();
+    issue.description = parsed.at("description").get<std::string>();
+    for (const auto& attachment : parsed.at("attachments")) {
+      const std::string name = attachment.at("name").get<std::string>();
+      issue.attachments[name] = ReadAll(folder_ / ("issues/" + std::to_string(id) + "/" + name));
+      issue.attachmentTypes[name] = attachment.at("file_type").get<std::string>();
+    }
+    issues.push_back(std::move(issue));
+  }
+  return issues;
+}
+
+std::vector<std::string> MantisFixtureServer::Operations() const {
+  std::vector<std::string> operations;
+  for (const auto& entry : JsonLines(folder_ / "requests.jsonl")) {
+    operations.push_back(
+        entry.at("operation").is_null() ? "" : entry.at("operation").get<std::string>());
+  }
+  return operations;
+}
+
+std::vector<std::string> MantisFixtureServer::WsdlViolations() const {
+  std::vector<std::string> violations;
+  for (const auto& entry : JsonLines(folder_ / "errors.jsonl")) violations.push_back(entry.dump());
+  return violations;
+}
+
+}  // namespace rotalis::test

@@ -1,0 +1,59 @@
+#pragma once
+// The fixture bug tracker (tests/fixtures/mantis/mantis_server.py) on
+// loopback: speaks the tracker's SOAP API, checks every request against the
+// API's WSDL, and records the issues and attachments it receives. It stops
+// when the object goes, and also when the test program dies (it watches its
+// standard input).
+
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tests/support/TempFolder.h"
+
+namespace rotalis::test {
+
+struct MantisTrackerSetup {
+  std::string account = "bugs";
+  std::string password;  // required
+  std::vector<std::string> projects = {"TarvoArquivos"};
+  std::vector<std::string> categories = {"General"};
+};
+
+struct TrackerIssue {
+  int id = 0;
+  std::string project;
+  std::string category;
+  std::string summary;
+  std::string description;
+  std::map<std::string, std::string> attachments;      // name -> raw bytes
+  std::map<std::string, std::string> attachmentTypes;  // name -> file_type
+};
+
+class MantisFixtureServer {
+ public:
+  explicit MantisFixtureServer(const MantisTrackerSetup& setup);
+  ~MantisFixtureServer();
+  MantisFixtureServer(const MantisFixtureServer&) = delete;
+  MantisFixtureServer& operator=(const MantisFixtureServer&) = delete;
+
+  // "http://127.0.0.1:<port>/erros": what the deployment names as the tracker.
+  std::string BaseUrl() const;
+
+  // The issues filed so far, by id, with their attachments.
+  std::vector<TrackerIssue> Issues() const;
+
+  // Operations of every request received, oldest first.
+  std::vector<std::string> Operations() const;
+
+  // One line per request that did not match the WSDL; empty when all did.
+  std::vector<std::string> WsdlViolations() const;
+
+ private:
+  TempFolder folder_;
+  std::FILE* process_ = nullptr;
+  int port_ = 0;
+};
+
+}  // namespace rotalis::test
