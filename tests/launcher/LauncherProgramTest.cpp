@@ -3,9 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include "config/Deployment.h"
 #include "platform/FileSystem.h"
 #include "platform/FileVersion.h"
+#include "platform/Ping.h"
 #include "tests/launcher/LauncherRun.h"
+#include "update/UpdateServer.h"
 
 namespace rotalis::test {
 namespace {
@@ -91,6 +94,23 @@ TEST(LauncherProgram, EndsTheStartUpWithAnErrorWhenThePackageCannotBeHosted) {
   EXPECT_NE(broken.errors.find("Cannot load " + damaged.Folder() + "Modulos/mrotalis.bpl: "),
             std::string::npos)
       << broken.errors;
+}
+
+// A version record that cannot be written is an error of the update step,
+// which ends the start-up: the package must never be loaded. It takes an
+// update server that answers the ping (the compiled address; the HTTP side
+// may be absent, its failures are swallowed).
+TEST(LauncherProgram, AnErrorInTheUpdateStepMeansThePackageIsNeverLoaded) {
+  if (!platform::PingOnce(Deployment::Compiled().updateServer, kUpdateServerPingMs))
+    GTEST_SKIP() << "the update server address does not answer a ping here";
+  LauncherFolder app;
+  app.PutPackage("standard", "Modulos");
+  platform::CreateDirectories(app.Folder() + "erp.ini");  // a folder where the file goes
+  const auto run = app.Run();
+  EXPECT_EQ(run.exitStatus, 1);
+  EXPECT_NE(run.errors.find("erp.ini"), std::string::npos) << run.errors;
+  EXPECT_EQ(run.marker, "");
+  EXPECT_EQ(run.output, "");
 }
 
 TEST(LauncherProgram, SamplePackageOpensTheMainFormUntilTheInputEnds) {
