@@ -95,11 +95,11 @@ int main(int argc, char** argv) {
 
     const double curlMedian = Median(curlTimes);
     const double ourMedian = Median(ourTimes);
-    std::printf("file              %zu MB over loopback, %d rounds, median\n", megabytes, rounds);
-    std::printf("curl -o           %.3f s  (%.0f MB/s)\n", curlMedian, megabytes / curlMedian);
-    std::printf("DownloadUpdateFile %.3f s  (%.0f MB/s)\n", ourMedian, megabytes / ourMedian);
-    std::printf("ratio             %.3f  (ours / curl; goal <= 1.10)\n", ourMedian / curlMedian);
-    std::printf("progress updates  %d\n", app.progressForms[0]->transferUpdates);
+    std::printf("file                %zu MB over loopback, %d rounds, median\n", megabytes, rounds);
+    std::printf("curl -o             %.3f s  (%.0f MB/s)\n", curlMedian, megabytes / curlMedian);
+    std::printf("DownloadUpdateFile  %.3f s  (%.0f MB/s)\n", ourMedian, megabytes / ourMedian);
+    std::printf("ratio               %.3f  (ours / curl; goal <= 1.10)\n", ourMedian / curlMedian);
+    std::printf("progress updates    %d\n", app.progressForms[0]->transferUpdates);
     return 0;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "download_bench: %s\n", error.what());
