@@ -108,18 +108,22 @@ void CopyText(char* target, std::size_t size, const std::string& text) {
 
 }  // namespace
 
-void InstallCrashReporter(CrashReporterSetup setup) {
-  if (installed != nullptr || !setup.settings.Enabled) return;
+std::string InstallCrashReporter(CrashReporterSetup setup) {
+  if (installed != nullptr || !setup.settings.Enabled) return {};
   auto* reporter = new InstalledReporter(std::move(setup));
   installed = reporter;
-  if (!reporter->setup.watcherPath.empty()) {
+  std::set_terminate(&OnTerminate);
+  if (reporter->setup.watcherPath.empty()) return {};
+  try {
     platform::InstallFatalSignalWatcher(
         reporter->setup.watcherPath,
         WatcherArguments(reporter->setup.watcherPath, reporter->setup.application,
                          reporter->setup.settings.HttpServer, reporter->setup.backend));
     reporter->watched = true;
+  } catch (const std::exception& error) {
+    return error.what();
   }
-  std::set_terminate(&OnTerminate);
+  return {};
 }
 
 void ReportFatalException(std::exception_ptr error) {

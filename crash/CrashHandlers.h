@@ -32,10 +32,11 @@ struct CrashReporterSetup {
 // The watcher's file name beside the program.
 inline constexpr const char* kCrashWatcherName = "rotalis-crash-watcher";
 
-// Call once, before anything else runs. Raises rotalis::Exception when the
-// watcher cannot be started. The crash user interface is built at the first
-// error, so that the desktop one finds the program's application object.
-void InstallCrashReporter(CrashReporterSetup setup);
+// Call once, before anything else runs. The crash user interface is built at
+// the first error, so that the desktop one finds the program's application
+// object. Returns why the watcher could not be started (fatal signals then
+// end the process unreported); empty when it runs or none was asked for.
+std::string InstallCrashReporter(CrashReporterSetup setup);
 
 // For an error that left the program body: reports it and ends the process
 // (or restarts it), as the user chooses.

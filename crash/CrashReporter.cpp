@@ -174,6 +174,7 @@ CrashOutcome CrashReporter::AskUser(const CrashEvent& event, const std::string& 
   ui::CrashDialogSpec spec;
   spec.title = Filled(settings_.TitleBar, event, report);
   spec.message = settings_.ExceptMsg;
+  spec.error = event.errorClass + ": " + event.message;
   spec.canContinue = event.canContinue;
   using ui::CrashDialogButton;
   if (settings_.ShowBtnVis)

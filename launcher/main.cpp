@@ -1,9 +1,9 @@
 // The launcher's program body.
 
 #include <exception>
-#include <iostream>
 
 #include "config/Installation.h"
+#include "crash/CrashHandlers.h"
 #include "launcher/StartUp.h"
 #include "platform/FileVersionStamp.h"
 #include "ui/Backend.h"
@@ -12,12 +12,26 @@ ROTALIS_STAMP_FILE_VERSION(25, 28, 501, 14);
 
 // The leak report is switched on before this runs (LeakReport.cpp).
 int main() {
+  using namespace rotalis;
+  const ui::BackendKind backend = ui::ChooseBackend();
   try {
-    const rotalis::Installation here = rotalis::Installation::Current();
-    const auto app = rotalis::ui::CreateApplication();
-    return rotalis::RunLauncher(*app, here);
-  } catch (const std::exception& error) {
-    std::cerr << error.what() << '\n';
-    return 1;
+    // The crash reporter comes first: from here on, every error that nothing
+    // handles ends in it, whether it leaves this body, an event handler of
+    // the message loop or a thread, and so does a fatal signal.
+    crash::CrashReporterSetup setup;
+    setup.settings = crash::TCrashSettings::ForDeployment(Deployment::Compiled());
+    setup.application = crash::ApplicationInfo::Current();
+    setup.backend = backend;
+    setup.watcherPath = setup.application.folder + crash::kCrashWatcherName;
+    // Without its watcher (not installed beside the program) the reporter
+    // still takes every exception; only fatal signals go unreported.
+    crash::InstallCrashReporter(std::move(setup));
+
+    const Installation here = Installation::Current();
+    const auto app = ui::CreateApplication(backend);
+    app->SetEventExceptionHandler(&crash::ReportEventException);
+    return RunLauncher(*app, here);
+  } catch (...) {
+    crash::ReportFatalException(std::current_exception());
   }
 }

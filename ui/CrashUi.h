@@ -27,6 +27,10 @@ struct CrashDialogSpec {
   };
   std::vector<Button> buttons;  // in the order shown
   CrashDialogButton focused = CrashDialogButton::CloseApplication;
+  // The error in one line ("rotalis::Exception: JSON inválido"). The console
+  // prints it, since without a terminal nobody can open the report; the
+  // desktop dialog leaves it to the report.
+  std::string error;
   // False after a crash the process cannot survive: the continue button is
   // shown disabled and marked accordingly.
   bool canContinue = true;

@@ -185,6 +185,7 @@ ui::CrashDialogSpec Dialog(bool canContinue) {
            {CrashDialogButton::RestartApplication, "restart application"},
            {CrashDialogButton::CloseApplication, "close application"}},
           CrashDialogButton::CloseApplication,
+          "rotalis::Exception: JSON inválido",
           canContinue};
 }
 

@@ -33,6 +33,7 @@ class ConsoleCrashUi : public CrashUi {
   CrashDialogButton ShowCrashDialog(const CrashDialogSpec& spec) override {
     for (;;) {
       streams_.out << "\n== " << spec.title << " ==\n" << spec.message << '\n';
+      if (!spec.error.empty()) streams_.out << spec.error << '\n';
       // Numbers, because the buttons' first letters repeat.
       for (std::size_t i = 0; i < spec.buttons.size(); ++i) {
         const auto& button = spec.buttons[i];
