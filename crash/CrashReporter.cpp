@@ -59,6 +59,43 @@ std::vector<platform::StackFrame> Symbolize(const CrashEvent& event) {
 
 }  // namespace
 
+ui::CrashDialogSpec CrashDialogSpecFor(const TCrashSettings& settings, const std::string& title,
+                                       const std::string& error, bool canContinue) {
+  using ui::CrashDialogButton;
+  ui::CrashDialogSpec spec;
+  spec.title = title;
+  spec.message = settings.ExceptMsg;
+  spec.error = error;
+  spec.canContinue = canContinue;
+  const struct {
+    bool visible;
+    CrashDialogButton id;
+    const std::string& text;
+  } buttons[] = {
+      {settings.ShowBtnVis, CrashDialogButton::ShowBugReport, settings.ShowBtnTxt},
+      {settings.ContinueBtnVis, CrashDialogButton::ContinueApplication, settings.ContinueBtnTxt},
+      {settings.RestartBtnVis, CrashDialogButton::RestartApplication, settings.RestartBtnTxt},
+      {settings.CloseBtnVis, CrashDialogButton::CloseApplication, settings.CloseBtnTxt}};
+  for (const auto& button : buttons) {
+    if (button.visible) spec.buttons.push_back({button.id, button.text});
+  }
+  switch (settings.FocusedBtn) {
+    case bShowBugReport:
+      spec.focused = CrashDialogButton::ShowBugReport;
+      break;
+    case bContinueApplication:
+      spec.focused = CrashDialogButton::ContinueApplication;
+      break;
+    case bRestartApplication:
+      spec.focused = CrashDialogButton::RestartApplication;
+      break;
+    default:
+      spec.focused = CrashDialogButton::CloseApplication;
+      break;
+  }
+  return spec;
+}
+
 CrashReporter::CrashReporter(TCrashSettings settings, ApplicationInfo application, ui::CrashUi& ui,
                              net::HttpTransport& transport)
     : settings_(std::move(settings)),
@@ -171,34 +208,10 @@ void CrashReporter::SaveAndSubmit(const CrashEvent& event, const std::string& re
 }
 
 CrashOutcome CrashReporter::AskUser(const CrashEvent& event, const std::string& report) {
-  ui::CrashDialogSpec spec;
-  spec.title = Filled(settings_.TitleBar, event, report);
-  spec.message = settings_.ExceptMsg;
-  spec.error = event.errorClass + ": " + event.message;
-  spec.canContinue = event.canContinue;
+  const ui::CrashDialogSpec spec =
+      CrashDialogSpecFor(settings_, Filled(settings_.TitleBar, event, report),
+                         event.errorClass + ": " + event.message, event.canContinue);
   using ui::CrashDialogButton;
-  if (settings_.ShowBtnVis)
-    spec.buttons.push_back({CrashDialogButton::ShowBugReport, settings_.ShowBtnTxt});
-  if (settings_.ContinueBtnVis)
-    spec.buttons.push_back({CrashDialogButton::ContinueApplication, settings_.ContinueBtnTxt});
-  if (settings_.RestartBtnVis)
-    spec.buttons.push_back({CrashDialogButton::RestartApplication, settings_.RestartBtnTxt});
-  if (settings_.CloseBtnVis)
-    spec.buttons.push_back({CrashDialogButton::CloseApplication, settings_.CloseBtnTxt});
-  switch (settings_.FocusedBtn) {
-    case bShowBugReport:
-      spec.focused = CrashDialogButton::ShowBugReport;
-      break;
-    case bContinueApplication:
-      spec.focused = CrashDialogButton::ContinueApplication;
-      break;
-    case bRestartApplication:
-      spec.focused = CrashDialogButton::RestartApplication;
-      break;
-    default:
-      spec.focused = CrashDialogButton::CloseApplication;
-      break;
-  }
   for (;;) {
     switch (ui_.ShowCrashDialog(spec)) {
       case CrashDialogButton::ShowBugReport:

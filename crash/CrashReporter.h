@@ -18,6 +18,11 @@ namespace rotalis::crash {
 
 enum class CrashOutcome { Continue, Restart, Close };
 
+// The crash dialog the settings describe: its visible buttons in their fixed
+// order, the focused one, the texts.
+ui::CrashDialogSpec CrashDialogSpecFor(const TCrashSettings& settings, const std::string& title,
+                                       const std::string& error, bool canContinue);
+
 class CrashReporter {
  public:
   CrashReporter(TCrashSettings settings, ApplicationInfo application, ui::CrashUi& ui,

@@ -24,6 +24,55 @@ int argcForOwnApplication = 1;
 char argv0ForOwnApplication[] = "rotalis";
 char* argvForOwnApplication[] = {argv0ForOwnApplication, nullptr};
 
+QStyle::StandardPixmap IconOf(CrashDialogButton id, bool canContinue) {
+  switch (id) {
+    case CrashDialogButton::ShowBugReport:
+      return QStyle::SP_FileDialogDetailedView;
+    case CrashDialogButton::ContinueApplication:
+      return canContinue ? QStyle::SP_MediaPlay : QStyle::SP_BrowserStop;
+    case CrashDialogButton::RestartApplication:
+      return QStyle::SP_BrowserReload;
+    case CrashDialogButton::CloseApplication:
+      return QStyle::SP_DialogCloseButton;
+  }
+  return QStyle::SP_CustomBase;
+}
+
+// The buttons store the user's choice in `chosen` and accept the dialog.
+void BuildCrashDialog(QDialog& dialog, const CrashDialogSpec& spec, CrashDialogButton& chosen) {
+  dialog.setWindowTitle(Text(spec.title));
+  auto* layout = new QVBoxLayout(&dialog);
+  auto* top = new QHBoxLayout;
+  auto* icon = new QLabel;
+  icon->setPixmap(dialog.style()->standardIcon(QStyle::SP_MessageBoxCritical).pixmap(48, 48));
+  top->addWidget(icon, 0, Qt::AlignTop);
+  auto* message = new QLabel(Text(spec.message));
+  message->setWordWrap(true);
+  top->addWidget(message, 1);
+  layout->addLayout(top);
+  auto* row = new QHBoxLayout;
+  QPushButton* focused = nullptr;
+  for (const auto& button : spec.buttons) {
+    auto* push = new QPushButton(Text(button.text));
+    push->setIcon(dialog.style()->standardIcon(IconOf(button.id, spec.canContinue)));
+    if (button.id == CrashDialogButton::ContinueApplication && !spec.canContinue) {
+      push->setEnabled(false);
+      push->setToolTip(QStringLiteral("The application cannot continue after this error."));
+    }
+    QObject::connect(push, &QPushButton::clicked, &dialog, [&dialog, &chosen, id = button.id] {
+      chosen = id;
+      dialog.accept();
+    });
+    row->addWidget(push);
+    if (button.id == spec.focused) focused = push;
+  }
+  layout->addLayout(row);
+  if (focused != nullptr) {
+    focused->setDefault(true);
+    focused->setFocus();
+  }
+}
+
 class QtCrashUi : public CrashUi {
  public:
   QtCrashUi() {
@@ -53,38 +102,8 @@ class QtCrashUi : public CrashUi {
 
   CrashDialogButton ShowCrashDialog(const CrashDialogSpec& spec) override {
     QDialog dialog;
-    dialog.setWindowTitle(Text(spec.title));
-    auto* layout = new QVBoxLayout(&dialog);
-    auto* top = new QHBoxLayout;
-    auto* icon = new QLabel;
-    icon->setPixmap(dialog.style()->standardIcon(QStyle::SP_MessageBoxCritical).pixmap(48, 48));
-    top->addWidget(icon, 0, Qt::AlignTop);
-    auto* message = new QLabel(Text(spec.message));
-    message->setWordWrap(true);
-    top->addWidget(message, 1);
-    layout->addLayout(top);
-    auto* row = new QHBoxLayout;
     CrashDialogButton chosen = spec.focused;
-    QPushButton* focused = nullptr;
-    for (const auto& button : spec.buttons) {
-      auto* push = new QPushButton(Text(button.text));
-      push->setIcon(dialog.style()->standardIcon(IconOf(button.id, spec.canContinue)));
-      if (button.id == CrashDialogButton::ContinueApplication && !spec.canContinue) {
-        push->setEnabled(false);
-        push->setToolTip(QStringLiteral("The application cannot continue after this error."));
-      }
-      QObject::connect(push, &QPushButton::clicked, &dialog, [&dialog, &chosen, id = button.id] {
-        chosen = id;
-        dialog.accept();
-      });
-      row->addWidget(push);
-      if (button.id == spec.focused) focused = push;
-    }
-    layout->addLayout(row);
-    if (focused != nullptr) {
-      focused->setDefault(true);
-      focused->setFocus();
-    }
+    BuildCrashDialog(dialog, spec, chosen);
     dialog.exec();
     return chosen;
   }
@@ -135,21 +154,7 @@ class QtCrashUi : public CrashUi {
     return std::string(bytes.constData(), static_cast<std::size_t>(bytes.size()));
   }
 
- private:
-  static QStyle::StandardPixmap IconOf(CrashDialogButton id, bool canContinue) {
-    switch (id) {
-      case CrashDialogButton::ShowBugReport:
-        return QStyle::SP_FileDialogDetailedView;
-      case CrashDialogButton::ContinueApplication:
-        return canContinue ? QStyle::SP_MediaPlay : QStyle::SP_BrowserStop;
-      case CrashDialogButton::RestartApplication:
-        return QStyle::SP_BrowserReload;
-      case CrashDialogButton::CloseApplication:
-        return QStyle::SP_DialogCloseButton;
-    }
-    return QStyle::SP_CustomBase;
-  }
-
+  // One QApplication per process: made here only when the program has none.
   std::unique_ptr<QApplication> ownApplication_;
   std::unique_ptr<QDialog> pleaseWait_;
 };
@@ -157,5 +162,16 @@ class QtCrashUi : public CrashUi {
 }  // namespace
 
 std::unique_ptr<CrashUi> CreateQtCrashUi() { return std::make_unique<QtCrashUi>(); }
+
+bool SaveCrashDialogImage(const CrashDialogSpec& spec, const std::string& pngPath) {
+  const QtCrashUi ui;  // makes sure a QApplication exists
+  QDialog dialog;
+  CrashDialogButton chosen = spec.focused;
+  BuildCrashDialog(dialog, spec, chosen);
+  dialog.show();
+  dialog.activateWindow();
+  for (int i = 0; i < 5; ++i) QCoreApplication::processEvents();
+  return dialog.grab().save(QString::fromStdString(pngPath), "PNG");
+}
 
 }  // namespace rotalis::ui::qt
