@@ -8,6 +8,7 @@
 // ROTALIS_CRASH_CHOICES; otherwise the console one), ROTALIS_CRASH_WATCHER
 // (the watcher program; without it fatal errors are reported in-process).
 
+#include <fstream>
 #include <iostream>
 #include <string>
 #include <thread>
@@ -68,6 +69,20 @@ void RunInMessageLoop(int times, void (*task)()) {
   std::cout << "message loop went on" << std::endl;
 }
 
+// Each start leaves a line with the probe variable as it found it; the first
+// start changes the variable, then fails, so that a restart shows which
+// environment it got.
+bool FirstStartOfRestartScenario() {
+  const std::string log = Setting("ROTALIS_CRASH_FOLDER") + "starts.txt";
+  std::ofstream(log, std::ios::app) << "start " << Setting("ROTALIS_CRASH_PROBE") << std::endl;
+  std::ifstream lines(log);
+  int starts = 0;
+  for (std::string line; std::getline(lines, line);) ++starts;
+  if (starts > 1) return false;
+  platform::SetEnvironment("ROTALIS_CRASH_PROBE", "changed by the first start");
+  return true;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -76,6 +91,8 @@ int main(int argc, char** argv) {
   try {
     if (scenario == "start-up") {
       ConnectToDatabase("Access denied for user 'erp'@'localhost'");
+    } else if (scenario == "restart") {
+      if (FirstStartOfRestartScenario()) ConnectToDatabase("restart me");
     } else if (scenario == "event-twice") {
       RunInMessageLoop(2, &FailInEventHandler);
     } else if (scenario == "edit-error") {

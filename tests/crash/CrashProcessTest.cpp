@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "crash/CrashSettings.h"
@@ -42,6 +44,7 @@ class CrashProcessTest : public ::testing::Test {
     command.environment.push_back("ROTALIS_CRASH_TRACKER=" + trackerUrl);
     command.environment.push_back("ROTALIS_CRASH_UI=" + ui);
     command.environment.push_back("ROTALIS_CRASH_CHOICES=" + choices);
+    command.environment.push_back("ROTALIS_CRASH_PROBE=as started");
     if (watched) command.environment.push_back("ROTALIS_CRASH_WATCHER=" ROTALIS_CRASH_WATCHER);
     command.outputFile = output_ / "out.txt";
     command.errorFile = output_ / "err.txt";
@@ -172,6 +175,21 @@ TEST_F(CrashProcessTest, TheConsoleDialogWithoutATerminalClosesWithAnErrorStatus
                            "[1] show bug report", "[4] close application (default)"}) {
     EXPECT_TRUE(Has(run.err, text)) << text << "\n" << run.err;
   }
+}
+
+TEST_F(CrashProcessTest, RestartStartsTheProgramAgainWithTheEnvironmentItStartedWith) {
+  const ChildRun run = Run("restart", tracker_.BaseUrl(), "recording", "restart");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_TRUE(Has(run.out, "chosen|restart"));
+  // The new start runs on its own; give it time to leave its line.
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  std::string starts;
+  while (std::chrono::steady_clock::now() < deadline) {
+    starts = folder_.Read("starts.txt");
+    if (starts.find('\n') != starts.rfind('\n')) break;
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  }
+  EXPECT_EQ(starts, "start as started\nstart as started\n");
 }
 
 }  // namespace
