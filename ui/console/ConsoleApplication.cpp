@@ -1,6 +1,5 @@
 #include "ui/console/ConsoleApplication.h"
 
-#include <algorithm>
 #include <iostream>
 #include <string>
 
@@ -29,33 +28,22 @@ ConsoleFormContext ConsoleApplication::FormContext() {
 }
 
 ProgressForm& ConsoleApplication::CreateProgressForm(const ProgressFormSpec& spec) {
-  auto form = std::make_unique<ConsoleProgressForm>(spec, FormContext());
-  ProgressForm& result = *form;
-  components_.push_back(std::move(form));
-  return result;
+  return components_.Add(std::make_unique<ConsoleProgressForm>(spec, FormContext()));
 }
 
 Form& ConsoleApplication::CreateForm(const FormSpec& spec) {
-  auto form = std::make_unique<ConsoleForm>(spec, FormContext());
-  Form& result = *form;
-  components_.push_back(std::move(form));
-  return result;
+  return components_.Add(std::make_unique<ConsoleForm>(spec, FormContext()));
 }
 
 void ConsoleApplication::Post(std::function<void()> task) { posted_.push_back(std::move(task)); }
 
 void ConsoleApplication::ReleaseComponent(Component& component) {
-  const auto owned = std::find_if(components_.begin(), components_.end(),
-                                  [&](const auto& c) { return c.get() == &component; });
-  if (owned == components_.end()) return;
-  if (mainForm_ == &component) mainForm_ = nullptr;
-  components_.erase(owned);
+  const bool wasMainForm = mainForm_ == &component;
+  if (components_.Release(component) && wasMainForm) mainForm_ = nullptr;
 }
 
 Component* ConsoleApplication::FindComponent(std::string_view name) {
-  for (const auto& component : components_)
-    if (component->Name() == name) return component.get();
-  return nullptr;
+  return components_.Find(name);
 }
 
 // Closing the main form ends the application, as closing the main window does

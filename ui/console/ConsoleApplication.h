@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "ui/Application.h"
+#include "ui/OwnedComponents.h"
 #include "ui/console/ConsoleForms.h"
 
 namespace rotalis::ui::console {
@@ -46,7 +47,7 @@ class ConsoleApplication : public Application {
   void FormClosed(Form& form);
 
   ConsoleStreams streams_;
-  std::vector<std::unique_ptr<Component>> components_;
+  OwnedComponents components_;
   std::deque<std::function<void()>> posted_;
   Component* mainForm_ = nullptr;
   bool terminated_ = false;

@@ -2,7 +2,6 @@
 
 #include <QMessageBox>
 #include <QTimer>
-#include <algorithm>
 
 #include "ui/qt/QtBackend.h"
 #include "ui/qt/QtForms.h"
@@ -32,7 +31,7 @@ QtApplication::QtApplication() {
 }
 
 QtApplication::~QtApplication() {
-  components_.clear();
+  components_.Clear();
   qapp_.reset();
 }
 
@@ -73,17 +72,13 @@ void QtApplication::Terminate() {
 }
 
 ProgressForm& QtApplication::CreateProgressForm(const ProgressFormSpec& spec) {
-  auto form = std::make_unique<QtProgressForm>(spec, [this](Form& closed) { FormClosed(closed); });
-  ProgressForm& result = *form;
-  components_.push_back(std::move(form));
-  return result;
+  return components_.Add(
+      std::make_unique<QtProgressForm>(spec, [this](Form& closed) { FormClosed(closed); }));
 }
 
 Form& QtApplication::CreateForm(const FormSpec& spec) {
-  auto form = std::make_unique<QtForm>(spec, [this](Form& closed) { FormClosed(closed); });
-  Form& result = *form;
-  components_.push_back(std::move(form));
-  return result;
+  return components_.Add(
+      std::make_unique<QtForm>(spec, [this](Form& closed) { FormClosed(closed); }));
 }
 
 void QtApplication::Post(std::function<void()> task) {
@@ -91,18 +86,11 @@ void QtApplication::Post(std::function<void()> task) {
 }
 
 void QtApplication::ReleaseComponent(Component& component) {
-  const auto owned = std::find_if(components_.begin(), components_.end(),
-                                  [&](const auto& c) { return c.get() == &component; });
-  if (owned == components_.end()) return;
-  if (mainForm_ == &component) mainForm_ = nullptr;
-  components_.erase(owned);
+  const bool wasMainForm = mainForm_ == &component;
+  if (components_.Release(component) && wasMainForm) mainForm_ = nullptr;
 }
 
-Component* QtApplication::FindComponent(std::string_view name) {
-  for (const auto& component : components_)
-    if (component->Name() == name) return component.get();
-  return nullptr;
-}
+Component* QtApplication::FindComponent(std::string_view name) { return components_.Find(name); }
 
 void QtApplication::FormClosed(Form& form) {
   if (&form == mainForm_) Terminate();

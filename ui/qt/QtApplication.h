@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ui/Application.h"
+#include "ui/OwnedComponents.h"
 
 namespace rotalis::ui::qt {
 
@@ -50,7 +51,7 @@ class QtApplication : public Application {
   char* argv_[2] = {name_, nullptr};
   std::unique_ptr<GuardedQApplication> qapp_;
   // Declared after qapp_: the widgets go before the application object.
-  std::vector<std::unique_ptr<Component>> components_;
+  OwnedComponents components_;
   Component* mainForm_ = nullptr;
   bool terminated_ = false;
   std::exception_ptr pendingFailure_;
