@@ -2,21 +2,13 @@
 
 #include <cxxabi.h>
 
-#include <cstdlib>
 #include <deque>
 #include <typeinfo>
 
+#include "platform/Symbolizer.h"
+
 namespace rotalis::crash {
 namespace {
-
-std::string Demangle(const char* name) {
-  int status = 0;
-  char* demangled = abi::__cxa_demangle(name, nullptr, nullptr, &status);
-  if (status != 0 || demangled == nullptr) return name;
-  std::string result(demangled);
-  std::free(demangled);
-  return result;
-}
 
 // The C++ ABI records each class's direct bases in its type_info.
 std::vector<std::string> ClassChainOf(const std::type_info& type) {
@@ -25,7 +17,7 @@ std::vector<std::string> ClassChainOf(const std::type_info& type) {
   while (!pending.empty()) {
     const std::type_info* current = pending.front();
     pending.pop_front();
-    chain.push_back(Demangle(current->name()));
+    chain.push_back(platform::DemangledName(current->name()));
     if (const auto* single = dynamic_cast<const abi::__si_class_type_info*>(current)) {
       pending.push_back(single->__base_type);
     } else if (const auto* multiple = dynamic_cast<const abi::__vmi_class_type_info*>(current)) {

@@ -20,6 +20,10 @@ struct StackFrame {
   int functionLine = 0;               // the line the function is declared on; 0 when unknown
 };
 
+// A symbol or type name as the compiler's ABI mangles it, made readable; the
+// name unchanged when it is not mangled.
+std::string DemangledName(const char* name);
+
 class Symbolizer {
  public:
   virtual ~Symbolizer() = default;

@@ -14,16 +14,6 @@
 namespace rotalis::platform {
 namespace {
 
-std::string Demangle(const char* name) {
-  if (name == nullptr) return {};
-  int status = 0;
-  char* demangled = abi::__cxa_demangle(name, nullptr, nullptr, &status);
-  if (status != 0 || demangled == nullptr) return name;
-  std::string result(demangled);
-  std::free(demangled);
-  return result;
-}
-
 std::string BaseName(const char* path) {
   if (path == nullptr) return {};
   std::string text(path);
@@ -31,13 +21,29 @@ std::string BaseName(const char* path) {
   return slash == std::string::npos ? text : text.substr(slash + 1);
 }
 
-// The declaration line of the innermost function or inlined function that
-// contains the address, and that function's name when it was inlined (its
-// code then sits inside the symbol's function).
-void FindEnclosingFunction(Dwfl_Module* module, Dwarf_Addr address, StackFrame& frame) {
+// The compile unit that holds the address. Not every compiler writes the
+// address index (.debug_aranges) that the quick lookup uses, so without it
+// every unit's ranges are asked.
+Dwarf_Die* CompileUnitOf(Dwfl_Module* module, Dwarf_Addr address, Dwarf_Addr& bias) {
+  if (Dwarf_Die* unit = dwfl_module_addrdie(module, address, &bias)) return unit;
+  Dwarf_Die* unit = nullptr;
+  while ((unit = dwfl_module_nextcu(module, unit, &bias)) != nullptr) {
+    if (dwarf_haspc(unit, address - bias) == 1) return unit;
+  }
+  return nullptr;
+}
+
+// The source line of the address, and the declaration line of the innermost
+// function or inlined function that contains it, with that function's name
+// when it was inlined (its code then sits inside the symbol's function).
+void DescribeSource(Dwfl_Module* module, Dwarf_Addr address, StackFrame& frame) {
   Dwarf_Addr bias = 0;
-  Dwarf_Die* unit = dwfl_module_addrdie(module, address, &bias);
+  Dwarf_Die* unit = CompileUnitOf(module, address, bias);
   if (unit == nullptr) return;
+  if (Dwarf_Line* line = dwarf_getsrc_die(unit, address - bias)) {
+    if (const char* source = dwarf_linesrc(line, nullptr, nullptr)) frame.sourceFile = source;
+    dwarf_lineno(line, &frame.line);
+  }
   Dwarf_Die* scopes = nullptr;
   const int count = dwarf_getscopes(unit, address - bias, &scopes);
   for (int i = 0; i < count; ++i) {
@@ -50,11 +56,29 @@ void FindEnclosingFunction(Dwfl_Module* module, Dwarf_Addr address, StackFrame& 
       const char* linkage =
           dwarf_formstring(dwarf_attr_integrate(&scopes[i], DW_AT_linkage_name, &attribute));
       const char* name = linkage != nullptr ? linkage : dwarf_diename(&scopes[i]);
-      if (name != nullptr) frame.function += " [inlined: " + Demangle(name) + "]";
+      if (name != nullptr) frame.function += " [inlined: " + DemangledName(name) + "]";
     }
     break;
   }
   std::free(scopes);
+  if (frame.functionLine == 0) {
+    // Some compilers' units do not let the scopes be walked from the unit
+    // down; the unit's list of functions still knows each one's range.
+    struct Search {
+      Dwarf_Addr address;
+      int line;
+    } search{address - bias, 0};
+    dwarf_getfuncs(
+        unit,
+        [](Dwarf_Die* function, void* arg) -> int {
+          auto* wanted = static_cast<Search*>(arg);
+          if (dwarf_haspc(function, wanted->address) != 1) return DWARF_CB_OK;
+          dwarf_decl_line(function, &wanted->line);
+          return DWARF_CB_ABORT;
+        },
+        &search, 0);
+    frame.functionLine = search.line;
+  }
 }
 
 class DwflSymbolizer : public Symbolizer {
@@ -91,16 +115,10 @@ class DwflSymbolizer : public Symbolizer {
     const char* symbolName =
         dwfl_module_addrinfo(module, lookup, &offset, &symbol, nullptr, nullptr, nullptr);
     if (symbolName != nullptr) {
-      frame.function = Demangle(symbolName);
+      frame.function = DemangledName(symbolName);
       frame.functionOffset = address - (lookup - offset);
     }
-    if (Dwfl_Line* line = dwfl_module_getsrc(module, lookup)) {
-      int lineNumber = 0;
-      const char* source = dwfl_lineinfo(line, nullptr, &lineNumber, nullptr, nullptr, nullptr);
-      if (source != nullptr) frame.sourceFile = source;
-      frame.line = lineNumber;
-    }
-    FindEnclosingFunction(module, lookup, frame);
+    DescribeSource(module, lookup, frame);
     return frame;
   }
 
@@ -115,6 +133,16 @@ const Dwfl_Callbacks DwflSymbolizer::kCallbacks = {
     dwfl_linux_proc_find_elf, dwfl_standard_find_debuginfo, nullptr, &debugInfoPath_};
 
 }  // namespace
+
+std::string DemangledName(const char* name) {
+  if (name == nullptr) return {};
+  int status = 0;
+  char* demangled = abi::__cxa_demangle(name, nullptr, nullptr, &status);
+  if (status != 0 || demangled == nullptr) return name;
+  std::string result(demangled);
+  std::free(demangled);
+  return result;
+}
 
 std::unique_ptr<Symbolizer> Symbolizer::ForProcess(int pid) {
   return std::make_unique<DwflSymbolizer>(pid);

@@ -37,7 +37,7 @@ std::string Setting(const char* name) { return platform::GetEnvironment(name).va
 }
 
 // The sanitizers would stop the write themselves; the point is the signal.
-[[gnu::noinline, gnu::no_sanitize("address", "undefined")]] void WriteThroughNull(
+__attribute__((noinline, no_sanitize("address", "undefined"))) void WriteThroughNull(
     volatile int* target) {
   *target = 42;
 }
