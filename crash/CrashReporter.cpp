@@ -107,8 +107,19 @@ std::string CrashReporter::ReportFilePath() const {
   return platform::JoinPath(application_.folder, settings_.BugRepFile);
 }
 
+namespace {
+// Set while this thread shows the crash reporter's windows: their event loop
+// can run an event handler of the program that fails again.
+thread_local bool handlingOnThisThread = false;
+}  // namespace
+
 CrashOutcome CrashReporter::Handle(const CrashEvent& event) {
+  if (handlingOnThisThread) return HandleNested(event);
   std::lock_guard lock(handling_);
+  handlingOnThisThread = true;
+  struct Reset {
+    ~Reset() { handlingOnThisThread = false; }
+  } reset;
   const TCrashFilter& filter = FilterFor(event);
   if (filter.NoBugRep) return ShowWithoutReport(filter, event);
 
@@ -130,6 +141,16 @@ CrashOutcome CrashReporter::Handle(const CrashEvent& event) {
   if (filter.ShowCfg == ssNothing)
     return event.canContinue ? CrashOutcome::Continue : CrashOutcome::Close;
   return AskUser(event, report);
+}
+
+CrashOutcome CrashReporter::HandleNested(const CrashEvent& event) {
+  // The lock is ours already. A second dialog on top of the first would
+  // stack up for an error that repeats; the report is kept, and the user's
+  // answer to the open dialog decides for both.
+  if (!FilterFor(event).NoBugRep && !IsDuplicate(event)) {
+    SaveAndSubmit(event, BuildReport(event), {});
+  }
+  return CrashOutcome::Continue;
 }
 
 const TCrashFilter& CrashReporter::FilterFor(const CrashEvent& event) const {

@@ -28,7 +28,10 @@ class CrashReporter {
   CrashReporter(TCrashSettings settings, ApplicationInfo application, ui::CrashUi& ui,
                 net::HttpTransport& transport);
 
-  // Safe to call from several threads; one error is handled at a time.
+  // Safe to call from several threads; one error is handled at a time. An
+  // error raised while this thread's crash windows are open (their event loop
+  // runs the program's handlers) is saved and submitted without a dialog of
+  // its own.
   CrashOutcome Handle(const CrashEvent& event);
 
   const TCrashSettings& Settings() const { return settings_; }
@@ -36,6 +39,7 @@ class CrashReporter {
   std::string ReportFilePath() const;
 
  private:
+  CrashOutcome HandleNested(const CrashEvent& event);
   const TCrashFilter& FilterFor(const CrashEvent& event) const;
   CrashOutcome ShowWithoutReport(const TCrashFilter& filter, const CrashEvent& event);
   bool IsDuplicate(const CrashEvent& event);
