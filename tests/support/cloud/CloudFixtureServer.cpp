@@ -43,7 +43,9 @@ CloudFixtureServer::CloudFixtureServer(std::string token)
   const std::string command = "exec python3 -u '" ROTALIS_CLOUD_FIXTURE_SCRIPT "' --folder '" +
                               folder_.Path() + "' --rules '" + (folder_ / "rules") + "' --token '" +
                               token_ + "' >'" + (folder_ / "server.log") + "' 2>&1";
-  process_ = popen(command.c_str(), "w");
+  // "e": the pipe must not leak into programs started later (the MariaDB server
+  // would hold it open, and the fixture would never see it close).
+  process_ = popen(command.c_str(), "we");
   if (process_ == nullptr) throw std::runtime_error("cannot start the cloud fixture server");
 
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
@@ -58,11 +60,9 @@ CloudFixtureServer::CloudFixtureServer(std::string token)
   port_ = std::stoi(folder_.Read("port"));
 }
 
-CloudFixtureServer::~CloudFixtureServer() {
-  std::fputs("quit\n", process_);
-  std::fflush(process_);
-  pclose(process_);
-}
+// Closing the pipe is the stop signal (writing to it could raise SIGPIPE should
+// the server have died); pclose waits until the server has gone.
+CloudFixtureServer::~CloudFixtureServer() { pclose(process_); }
 
 std::string CloudFixtureServer::Url() const {
   return "https://127.0.0.1:" + std::to_string(port_) + "/functions/v1/regras-por-cnpj";
