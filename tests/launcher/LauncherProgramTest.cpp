@@ -68,6 +68,16 @@ TEST(LauncherProgram, EndsNormallyWithoutWindowWhenTheFormHasAnotherName) {
   EXPECT_EQ(run.errors, "");
 }
 
+// A package built against a shorter form spec: what it knows is used, the
+// rest keeps the launcher's defaults (no text, the default size).
+TEST(LauncherProgram, HostsAPackageBuiltAgainstAShorterFormSpec) {
+  LauncherFolder app;
+  app.PutPackage("shortspec", "Modulos");
+  const auto run = app.Run();
+  EXPECT_EQ(run.exitStatus, 0) << run.errors;
+  EXPECT_EQ(run.output, "Test shortspec is open\nTest shortspec closed\n");
+}
+
 TEST(LauncherProgram, EndsTheStartUpWithAnErrorWhenThePackageCannotBeHosted) {
   LauncherFolder missing;
   const auto none = missing.Run();

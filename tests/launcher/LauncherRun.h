@@ -24,7 +24,7 @@ class LauncherFolder {
   const std::string& Folder() const { return folder_; }
 
   // Copies the test package `variant` ("standard", "lowercase", "othername",
-  // "newcontract", or "sample" for the sample package) into the folder below
+  // "newcontract", "shortspec", or "sample" for the sample package) into the folder below
   // the application folder ("" for the application folder itself).
   void PutPackage(const std::string& variant, const std::string& subfolder);
 

@@ -3,7 +3,10 @@
    its initialisation saw it>" when loaded, "MainForm <variant>" when called.
    Variants (compile definitions): TEST_VARIANT names it; TEST_LOWERCASE_EXPORT
    exports "mainform" instead of "MainForm"; TEST_FORM_NAME names the form;
-   TEST_CONTRACT declares another contract version. */
+   TEST_CONTRACT declares another contract version; TEST_SPEC_SIZE passes a
+   form spec of that size, as a package built against an older, shorter
+   RotalisFormSpec would. */
+#include <stddef.h>
 #include <stdio.h>
 #include <stdlib.h>
 
@@ -11,6 +14,10 @@
 
 #ifndef TEST_FORM_NAME
 #define TEST_FORM_NAME ROTALIS_MODULE_MAIN_FORM_NAME
+#endif
+
+#ifndef TEST_SPEC_SIZE
+#define TEST_SPEC_SIZE sizeof(RotalisFormSpec)
 #endif
 
 #ifdef TEST_CONTRACT
@@ -36,7 +43,7 @@ __attribute__((constructor)) static void Initialise(void) {
 }
 
 static void CreateMainForm(RotalisApplication* application) {
-  RotalisFormSpec spec = {sizeof(RotalisFormSpec), TEST_FORM_NAME, "Test " TEST_VARIANT,
+  RotalisFormSpec spec = {TEST_SPEC_SIZE, TEST_FORM_NAME, "Test " TEST_VARIANT,
                           "form of the test package", 0, 0};
   Mark("MainForm", "");
   application->create_form(application, &spec);
