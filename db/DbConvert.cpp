@@ -84,7 +84,7 @@ std::string ShortDateToSql(const std::string& text) {
   if (!parsed || year < 1 || month < 1 || month > 12 || day < 1 || day > DaysInMonth(year, month)) {
     throw Exception("'" + text + "' is not a valid date");
   }
-  char buffer[16];
+  char buffer[40];  // room for any int, so that -O2 sees no truncation
   std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d", year, month, day);
   return buffer;
 }
