@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <stdexcept>
@@ -11,16 +10,14 @@
 namespace rotalis::test {
 namespace {
 
-std::string ReadAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
+// A file the server writes, empty while it has written nothing there.
+std::string ReadIfThere(const TempFolder& folder, const std::string& relative) {
+  return std::filesystem::exists(folder / relative) ? folder.Read(relative) : std::string();
 }
 
-std::vector<nlohmann::json> JsonLines(const std::string& path) {
+std::vector<nlohmann::json> JsonLines(const TempFolder& folder, const std::string& relative) {
   std::vector<nlohmann::json> entries;
-  std::istringstream lines(ReadAll(path));
+  std::istringstream lines(ReadIfThere(folder, relative));
   for (std::string line; std::getline(lines, line);) {
     if (!line.empty()) entries.push_back(nlohmann::json::parse(line));
   }
@@ -50,11 +47,11 @@ MantisFixtureServer::MantisFixtureServer(const MantisTrackerSetup& setup)
     if (std::chrono::steady_clock::now() > deadline) {
       pclose(process_);
       throw std::runtime_error("the fixture tracker did not start: " +
-                               ReadAll(folder_ / "server.log"));
+                               ReadIfThere(folder_, "server.log"));
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
-  port_ = std::stoi(ReadAll(portFile));
+  port_ = std::stoi(folder_.Read("port"));
 }
 
 MantisFixtureServer::~MantisFixtureServer() { pclose(process_); }
@@ -68,7 +65,8 @@ std::vector<TrackerIssue> MantisFixtureServer::Issues() const {
   for (int id = 1;; ++id) {
     const std::string record = folder_ / ("issues/" + std::to_string(id) + ".json");
     if (!std::filesystem::exists(record)) break;
-    const auto parsed = nlohmann::json::parse(ReadAll(record));
+    const auto parsed =
+        nlohmann::json::parse(folder_.Read("issues/" + std::to_string(id) + ".json"));
     TrackerIssue issue;
     issue.id = id;
     issue.project = parsed.at("project").get<std::string>();
@@ -77,7 +75,7 @@ std::vector<TrackerIssue> MantisFixtureServer::Issues() const {
     issue.description = parsed.at("description").get<std::string>();
     for (const auto& attachment : parsed.at("attachments")) {
       const std::string name = attachment.at("name").get<std::string>();
-      issue.attachments[name] = ReadAll(folder_ / ("issues/" + std::to_string(id) + "/" + name));
+      issue.attachments[name] = folder_.Read("issues/" + std::to_string(id) + "/" + name);
       issue.attachmentTypes[name] = attachment.at("file_type").get<std::string>();
     }
     issues.push_back(std::move(issue));
@@ -87,7 +85,7 @@ std::vector<TrackerIssue> MantisFixtureServer::Issues() const {
 
 std::vector<std::string> MantisFixtureServer::Operations() const {
   std::vector<std::string> operations;
-  for (const auto& entry : JsonLines(folder_ / "requests.jsonl")) {
+  for (const auto& entry : JsonLines(folder_, "requests.jsonl")) {
     operations.push_back(
         entry.at("operation").is_null() ? "" : entry.at("operation").get<std::string>());
   }
@@ -96,7 +94,7 @@ std::vector<std::string> MantisFixtureServer::Operations() const {
 
 std::vector<std::string> MantisFixtureServer::WsdlViolations() const {
   std::vector<std::string> violations;
-  for (const auto& entry : JsonLines(folder_ / "errors.jsonl")) violations.push_back(entry.dump());
+  for (const auto& entry : JsonLines(folder_, "errors.jsonl")) violations.push_back(entry.dump());
   return violations;
 }
 
