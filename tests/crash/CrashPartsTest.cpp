@@ -213,5 +213,16 @@ TEST(ConsoleCrashDialogTest, WithoutATerminalTheFocusedButtonCloses) {
   }
 }
 
+TEST(ConsoleSimpleBoxTest, ShowsTheMessageWithOkAndDetailsAndTheDetailsOnRequest) {
+  std::istringstream in("d\no\n");
+  std::ostringstream out;
+  ui::console::CreateConsoleCrashUi({in, out, true})
+      ->ShowSimpleBox({"rotalis", "'31/02' is not a valid date", "&OK", "&Details",
+                       "rotalis::EDBEditError: '31/02' is not a valid date"});
+  EXPECT_EQ(out.str(),
+            "'31/02' is not a valid date\n  [o] OK  [d] Details: "
+            "rotalis::EDBEditError: '31/02' is not a valid date\n  [o] OK  [d] Details: ");
+}
+
 }  // namespace
 }  // namespace rotalis::crash

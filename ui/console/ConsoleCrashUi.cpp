@@ -75,13 +75,16 @@ class ConsoleCrashUi : public CrashUi {
     const std::string ok = WithoutAccelerator(spec.okText);
     const std::string details = WithoutAccelerator(spec.detailsText);
     streams_.out << spec.message << '\n';
-    if (!streams_.inputIsTerminal) {
-      streams_.out.flush();
-      return;
-    }
     for (;;) {
-      streams_.out << "  [" << KeyOf(ok) << "] " << ok << "  [" << KeyOf(details) << "] " << details
-                   << ": ";
+      streams_.out << "  [" << KeyOf(ok) << "] " << ok << "  [" << KeyOf(details) << "] "
+                   << details;
+      if (!streams_.inputIsTerminal) {
+        // Nobody can ask for the details: the box counts as confirmed.
+        streams_.out << '\n';
+        streams_.out.flush();
+        return;
+      }
+      streams_.out << ": ";
       streams_.out.flush();
       std::string line;
       if (!std::getline(streams_.in, line) || line.empty() || KeyOf(line) != KeyOf(details)) return;
