@@ -83,6 +83,25 @@ TEST_F(SubmissionTest, TheTrackersRefusalsRaiseWithItsText) {
   EXPECT_TRUE(tracker_.WsdlViolations().empty());
 }
 
+// The fixture's check is what the tests above rely on: it must catch a
+// request that departs from the WSDL.
+TEST_F(SubmissionTest, TheFixtureRefusesARequestTheWsdlDoesNotDescribe) {
+  std::string envelope = BuildAttachmentAddEnvelope({"bugs", kSettings.BugTrPassword}, 1,
+                                                    "bugreport.txt", "text/plain", "x");
+  envelope.replace(envelope.find(">1</issue_id>"), 2, ">one");
+  net::HttpRequest request;
+  request.method = "POST";
+  request.url = Settings().MantisEndpoint();
+  request.headers = {{"Content-Type", "text/xml; charset=utf-8"},
+                     {"SOAPAction", SoapAction(request.url, "mc_issue_attachment_add")}};
+  request.body = envelope;
+  const auto response = transport_->Send(request);
+  EXPECT_THROW(ParseIntegerResponse(response.statusCode, response.body), MantisError);
+  ASSERT_EQ(tracker_.WsdlViolations().size(), 1u);
+  EXPECT_NE(tracker_.WsdlViolations()[0].find("'one' is no integer"), std::string::npos)
+      << tracker_.WsdlViolations()[0];
+}
+
 TEST(MantisSoapTest, ReadsResultsAndBothKindsOfFault) {
   EXPECT_EQ(
       ParseIntegerResponse(200,
