@@ -7,7 +7,6 @@
 
 #include "net/RESTException.h"
 #include "tests/support/cloud/CloudFixtureServer.h"
-#include "tests/support/mariadb/MariaDbServer.h"
 
 namespace rotalis {
 namespace {
@@ -96,13 +95,7 @@ TEST_F(FetchRulesTest, OnlyTheExactNoRecordsAnswerIsEmptyAndTheStatusIsNotLooked
   EXPECT_EQ(cloud_.Requests().back().status, 401);
 }
 
-TEST_F(FetchRulesTest, TransportFailuresRaise) {
-  Deployment nobody = cloud_.CloudDeployment();
-  nobody.cloudUrl = "https://127.0.0.1:" + std::to_string(test::MariaDbServer::UnusedPort()) +
-                    "/functions/v1/regras-por-cnpj";
-  EXPECT_THROW(FetchRulesByCnpj(nobody, "1"), net::ERESTException);
-
-  // A server whose certificate the deployment does not trust.
+TEST_F(FetchRulesTest, AServerOutsideTheDeploymentsCaIsRefused) {
   test::CloudFixtureServer other;
   Deployment untrusted = cloud_.CloudDeployment();
   untrusted.cloudCaFile = other.CaFile();
