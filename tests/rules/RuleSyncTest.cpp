@@ -81,6 +81,12 @@ class RuleSyncTest : public test::MariaDbTest {
     return Value("SELECT COUNT(*) FROM information_schema.tables WHERE table_schema = '" +
                  Database() + "' AND table_name = 'nrt'") == "1";
   }
+  // Connections the server has accepted since it started, this query's own included.
+  int Connections() {
+    return std::stoi(Value("SELECT variable_value FROM information_schema.global_status "
+                           "WHERE variable_name = 'CONNECTIONS'")
+                         .value_or("0"));
+  }
   std::string RowCount() { return Value("SELECT COUNT(*) FROM nrt").value_or("?"); }
   std::string Codes() {
     return Value("SELECT GROUP_CONCAT(nrtcodigo ORDER BY nrtcodigo) FROM nrt").value_or("");
@@ -129,7 +135,11 @@ TEST_F(RuleSyncTest, FirstSyncFillsAnEmptyDatabase) {
   net::Json empty = test::SampleRule("000003");
   Answer({full, open, empty});
 
+  const int connectionsBefore = Connections();
   EXPECT_EQ(Sync(), "");
+  // The session closes before the cloud is asked and opens again to write:
+  // two connections (the third is the one that counts them).
+  EXPECT_EQ(Connections() - connectionsBefore, 3);
   EXPECT_TRUE(app_.messages.empty());
   ASSERT_TRUE(TableExists());
   EXPECT_EQ(Codes(), "000001,000002,000003");
