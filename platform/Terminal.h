@@ -5,6 +5,6 @@
 namespace rotalis::platform {
 
 bool StandardInputIsTerminal();
-bool StandardOutputIsTerminal();
+bool StandardErrorIsTerminal();
 
 }  // namespace rotalis::platform

@@ -5,6 +5,6 @@
 namespace rotalis::platform {
 
 bool StandardInputIsTerminal() { return isatty(STDIN_FILENO) == 1; }
-bool StandardOutputIsTerminal() { return isatty(STDOUT_FILENO) == 1; }
+bool StandardErrorIsTerminal() { return isatty(STDERR_FILENO) == 1; }
 
 }  // namespace rotalis::platform

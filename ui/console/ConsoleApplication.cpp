@@ -8,8 +8,8 @@
 namespace rotalis::ui::console {
 
 ConsoleApplication::ConsoleApplication()
-    : ConsoleApplication(ConsoleStreams{std::cin, std::cout, platform::StandardInputIsTerminal(),
-                                        platform::StandardOutputIsTerminal()}) {}
+    : ConsoleApplication(ConsoleStreams{std::cin, std::cerr, platform::StandardInputIsTerminal(),
+                                        platform::StandardErrorIsTerminal()}) {}
 
 ConsoleApplication::ConsoleApplication(ConsoleStreams streams) : streams_(streams) {}
 

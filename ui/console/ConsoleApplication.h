@@ -24,7 +24,7 @@ struct ConsoleStreams {
 
 class ConsoleApplication : public Application {
  public:
-  // Standard input and output.
+  // Standard input, and standard error for everything shown.
   ConsoleApplication();
   explicit ConsoleApplication(ConsoleStreams streams);
   ~ConsoleApplication() override;

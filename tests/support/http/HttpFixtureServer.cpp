@@ -56,7 +56,7 @@ HttpFixtureServer::HttpFixtureServer() : folder_("rotalis-http") {
   // the pipe closes and the server stops.
   const std::string command = "exec python3 -u '" ROTALIS_HTTP_FIXTURE_SCRIPT "' --folder '" +
                               folder_.Path() + "' >'" + folder_.Path() + "server.log' 2>&1";
-  process_ = popen(command.c_str(), "w");
+  process_ = popen(command.c_str(), "we");
   if (process_ == nullptr) throw std::runtime_error("cannot start the HTTP fixture server");
 
   const std::string ports = folder_ / "ports.json";

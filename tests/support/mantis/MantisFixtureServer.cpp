@@ -39,7 +39,7 @@ MantisFixtureServer::MantisFixtureServer(const MantisTrackerSetup& setup)
   command += " >" + Quoted(folder_ / "server.log") + " 2>&1";
   // The server's standard input is our pipe: however this process ends, the
   // pipe closes and the server stops.
-  process_ = popen(command.c_str(), "w");
+  process_ = popen(command.c_str(), "we");
   if (process_ == nullptr) throw std::runtime_error("cannot start the fixture tracker");
   const std::string portFile = folder_ / "port";
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);

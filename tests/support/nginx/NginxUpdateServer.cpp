@@ -32,7 +32,7 @@ std::string ShellQuoted(const std::string& text) {
 NginxUpdateServer::NginxUpdateServer() : folder_("rotalis-nginx") {
   const std::string command = "sh " + ShellQuoted(ROTALIS_NGINX_FIXTURE_SCRIPT) + " " +
                               ShellQuoted(folder_.Path().substr(0, folder_.Path().size() - 1));
-  process_ = popen(command.c_str(), "w");
+  process_ = popen(command.c_str(), "we");
   if (process_ == nullptr) throw std::runtime_error("cannot run " + command);
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
   std::string state;
