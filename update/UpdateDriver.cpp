@@ -11,6 +11,7 @@
 #include "platform/Exception.h"
 #include "platform/FileSystem.h"
 #include "platform/Process.h"
+#include "rules/RuleSync.h"
 #include "update/Edition.h"
 #include "update/ExeFiles.h"
 #include "update/FileVersionText.h"
@@ -57,7 +58,9 @@ bool LessIgnoringCase(const std::string& a, const std::string& b) {
 }  // namespace
 
 void RunUpdate(ui::Application& app, const Installation& here) {
-  // The rule synchronisation (SyncTaxRules) runs first once it is part of the build.
+  // Always first, whether or not the update server answers; an error here ends
+  // the start-up before any installer runs.
+  SyncTaxRules(app, here);
   UpdateInstallation(app, here);
 }
 

@@ -1,13 +1,22 @@
 // The launcher's program body, run as the real binary from an application
-// folder with a blank in its name.
+// folder with a blank in its name, against a real site: private MariaDB,
+// the cloud fixture where the binary looks for it and, for installers, the
+// update server.
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "config/Deployment.h"
+#include "net/JsonText.h"
 #include "platform/FileSystem.h"
 #include "platform/FileVersion.h"
 #include "platform/Ping.h"
+#include "tests/launcher/CompiledCloud.h"
 #include "tests/launcher/LauncherRun.h"
+#include "tests/support/cloud/SyncSite.h"
+#include "tests/support/mariadb/MariaDbTest.h"
+#include "tests/support/nginx/NginxUpdateServer.h"
 #include "update/UpdateServer.h"
 
 namespace rotalis::test {
@@ -19,21 +28,45 @@ int Count(const std::string& text, const std::string& part) {
   return count;
 }
 
-TEST(LauncherProgram, FindsPackageOnlyInModulosAndGivesItExactlyTheFourFolders) {
+std::string FourFolders(const std::string& f) {
+  return f + "kernel:" + f + "BPLs:" + f + "Modulos:" + f + "DLLs";
+}
+
+class LauncherProgram : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    SharedCloud().SetRules(kCompanyCnpj,
+                           net::Json::array({SampleRule("000001"), SampleRule("000002")}).dump());
+  }
+
+  static std::string RuleCodes(const LauncherFolder& app) {
+    return SharedMariaDb()
+        .QueryValue("SELECT GROUP_CONCAT(nrtcodigo ORDER BY nrtcodigo) FROM nrt", app.Database())
+        .value_or("");
+  }
+
+  // The update step goes past the ping only when the compiled update server
+  // answers one.
+  static bool UpdateServerAnswers() {
+    return platform::PingOnce(Deployment::Compiled().updateServer, kUpdateServerPingMs);
+  }
+};
+
+TEST_F(LauncherProgram, SynchronisesTheRulesThenHostsThePackageFoundOnlyInModulos) {
   LauncherFolder app;
   app.PutPackage("standard", "Modulos");
   const auto run = app.Run();
   EXPECT_EQ(run.exitStatus, 0) << run.errors;
+  EXPECT_EQ(RuleCodes(app), "000001,000002");
   const std::string& f = app.Folder();
-  EXPECT_EQ(run.marker, "loaded standard PATH=" + f + "kernel:" + f + "BPLs:" + f + "Modulos:" + f +
-                            "DLLs\nMainForm standard\n");
+  EXPECT_EQ(run.marker, "loaded standard PATH=" + FourFolders(f) + "\nMainForm standard\n");
   // The form was found by its name and ran as the main window until the
   // input ended.
-  EXPECT_NE(run.output.find("Test standard is open"), std::string::npos) << run.output;
-  EXPECT_NE(run.output.find("Test standard closed"), std::string::npos) << run.output;
+  EXPECT_EQ(run.errors, "Test standard is open\nform of the test package\nTest standard closed\n");
+  EXPECT_EQ(run.output, "");
 }
 
-TEST(LauncherProgram, SearchesTheApplicationFolderFirstThenThePathFoldersInOrder) {
+TEST_F(LauncherProgram, SearchesTheApplicationFolderFirstThenThePathFoldersInOrder) {
   LauncherFolder app;
   app.PutPackage("othername", "kernel");
   app.PutPackage("standard", "");
@@ -47,7 +80,7 @@ TEST(LauncherProgram, SearchesTheApplicationFolderFirstThenThePathFoldersInOrder
   EXPECT_EQ(Count(run.marker, "loaded standard"), 0);
 }
 
-TEST(LauncherProgram, TreatsAnExportOfAnotherCaseAsNone) {
+TEST_F(LauncherProgram, TreatsAnExportOfAnotherCaseAsNone) {
   LauncherFolder app;
   app.PutPackage("lowercase", "Modulos");
   const auto run = app.Run("some input\n");
@@ -58,7 +91,7 @@ TEST(LauncherProgram, TreatsAnExportOfAnotherCaseAsNone) {
   EXPECT_EQ(run.errors, "");
 }
 
-TEST(LauncherProgram, EndsNormallyWithoutWindowWhenTheFormHasAnotherName) {
+TEST_F(LauncherProgram, EndsNormallyWithoutWindowWhenTheFormHasAnotherName) {
   LauncherFolder app;
   app.PutPackage("othername", "DLLs");
   const auto run = app.Run("some input\n");
@@ -70,15 +103,15 @@ TEST(LauncherProgram, EndsNormallyWithoutWindowWhenTheFormHasAnotherName) {
 
 // A package built against a shorter form spec: what it knows is used, the
 // rest keeps the launcher's defaults (no text, the default size).
-TEST(LauncherProgram, HostsAPackageBuiltAgainstAShorterFormSpec) {
+TEST_F(LauncherProgram, HostsAPackageBuiltAgainstAShorterFormSpec) {
   LauncherFolder app;
   app.PutPackage("shortspec", "Modulos");
   const auto run = app.Run();
   EXPECT_EQ(run.exitStatus, 0) << run.errors;
-  EXPECT_EQ(run.output, "Test shortspec is open\nTest shortspec closed\n");
+  EXPECT_EQ(run.errors, "Test shortspec is open\nTest shortspec closed\n");
 }
 
-TEST(LauncherProgram, EndsTheStartUpWithAnErrorWhenThePackageCannotBeHosted) {
+TEST_F(LauncherProgram, EndsTheStartUpWithAnErrorWhenThePackageCannotBeHosted) {
   LauncherFolder missing;
   const auto none = missing.Run();
   EXPECT_EQ(none.exitStatus, 1);
@@ -106,38 +139,84 @@ TEST(LauncherProgram, EndsTheStartUpWithAnErrorWhenThePackageCannotBeHosted) {
       << broken.errors;
 }
 
-// A version record that cannot be written is an error of the update step,
-// which ends the start-up: the package must never be loaded. It takes an
-// update server that answers the ping (the compiled address; the HTTP side
-// may be absent, its failures are swallowed).
-TEST(LauncherProgram, AnErrorInTheUpdateStepMeansThePackageIsNeverLoaded) {
-  if (!platform::PingOnce(Deployment::Compiled().updateServer, kUpdateServerPingMs))
-    GTEST_SKIP() << "the update server address does not answer a ping here";
-  LauncherFolder app;
+// The package writes its marker the moment it is loaded, so an empty marker
+// proves it never was.
+TEST_F(LauncherProgram, AnErrorInTheRuleSyncMeansThePackageIsNeverLoaded) {
+  const std::string cnpj = "98765432000199";
+  auto rule = SampleRule("000009");
+  rule["data_inicio"] = "31/01/2026";
+  SharedCloud().SetRules(cnpj, net::Json::array({rule}).dump());
+  LauncherFolder app(cnpj);
   app.PutPackage("standard", "Modulos");
-  platform::CreateDirectories(app.Folder() + "erp.ini");  // a folder where the file goes
   const auto run = app.Run();
   EXPECT_EQ(run.exitStatus, 1);
+  EXPECT_NE(run.errors.find("Data ISO inválida"), std::string::npos) << run.errors;
+  EXPECT_EQ(run.marker, "");
+  EXPECT_EQ(run.output, "");
+  // Nothing of the update step ran either: no version was recorded.
+  EXPECT_EQ(platform::ReadFileBytes(app.Folder() + "kelvaERP.ini").find("Versao"),
+            std::string::npos);
+}
+
+// A version record that cannot be written is an error of the update step too.
+// Without an edition the rules come from "morvane.ini" and the version goes
+// to "erp.ini", here a folder.
+TEST_F(LauncherProgram, AnErrorInTheUpdateStepMeansThePackageIsNeverLoaded) {
+  if (!UpdateServerAnswers()) GTEST_SKIP() << "the update server address does not answer a ping";
+  LauncherFolder app;
+  app.PutPackage("standard", "Modulos");
+  std::filesystem::remove(app.Folder() + "KelvaERP.exe");
+  std::filesystem::rename(app.Folder() + "kelvaERP.ini", app.Folder() + "morvane.ini");
+  platform::CreateDirectories(app.Folder() + "erp.ini");
+  const auto run = app.Run();
+  EXPECT_EQ(run.exitStatus, 1);
+  EXPECT_EQ(RuleCodes(app), "000001,000002");
   EXPECT_NE(run.errors.find("erp.ini"), std::string::npos) << run.errors;
   EXPECT_EQ(run.marker, "");
   EXPECT_EQ(run.output, "");
 }
 
-TEST(LauncherProgram, SamplePackageOpensTheMainFormUntilTheInputEnds) {
+// The newer installer is downloaded and run with the silent arguments and the
+// launcher's four folders as its whole PATH; the termination it requested
+// ends the message loop as soon as it is entered, after the package has been
+// hosted.
+TEST_F(LauncherProgram, AnInstallerInheritsExactlyTheFourFoldersAndEndsTheLoop) {
+  if (!UpdateServerAnswers()) GTEST_SKIP() << "the update server address does not answer a ping";
+  NginxUpdateServer server;
+  server.PublishList("kelva", R"({"qtd":2,"nome-1":"Setup_25.28.500.10.exe",)"
+                              R"("nome-2":"Setup_25.28.502.10.exe"})");
+  server.PublishFile("kelva", "Setup_25.28.500.10.exe", LauncherFolder::InstallerScript());
+  server.PublishFile("kelva", "Setup_25.28.502.10.exe", LauncherFolder::InstallerScript());
+  LauncherFolder app;
+  app.PutPackage("standard", "Modulos");
+
+  const auto run = app.Run("some input\n");
+
+  EXPECT_EQ(run.exitStatus, 0) << run.errors;
+  EXPECT_EQ(RuleCodes(app), "000001,000002");
+  const std::string four = FourFolders(app.Folder());
+  EXPECT_EQ(run.marker, "installer Setup_25.28.502.10.exe /silent /nocancel /ALLUSERS PATH=" +
+                            four + "\nloaded standard PATH=" + four + "\nMainForm standard\n");
+  EXPECT_EQ(run.errors.find("is open"), std::string::npos) << run.errors;
+  EXPECT_TRUE(platform::FileExists(app.Folder() + "atualizadores_versao/Setup_25.28.500.10.exe"));
+  EXPECT_NE(platform::ReadFileBytes(app.Folder() + "kelvaERP.ini").find("Versao=252850114"),
+            std::string::npos);
+}
+
+TEST_F(LauncherProgram, SamplePackageOpensTheMainFormUntilTheInputEnds) {
   LauncherFolder app;
   app.PutPackage("sample", "Modulos");
   const auto run = app.Run("first line\nsecond line\n");
   EXPECT_EQ(run.exitStatus, 0) << run.errors;
-  const auto open = run.output.find("Rotalis is open");
-  const auto closed = run.output.find("Rotalis closed");
-  ASSERT_NE(open, std::string::npos) << run.output;
-  ASSERT_NE(closed, std::string::npos) << run.output;
+  const auto open = run.errors.find("Rotalis is open");
+  const auto closed = run.errors.find("Rotalis closed");
+  ASSERT_NE(open, std::string::npos) << run.errors;
+  ASSERT_NE(closed, std::string::npos) << run.errors;
   EXPECT_LT(open, closed);
 }
 
-TEST(LauncherProgram, CarriesItsFileVersion) {
-  LauncherFolder app;
-  const auto version = platform::ReadFileVersion(app.Folder() + "rotalis");
+TEST(LauncherBinary, CarriesItsFileVersion) {
+  const auto version = platform::ReadFileVersion(ROTALIS_LAUNCHER_EXE);
   ASSERT_TRUE(version.has_value());
   EXPECT_EQ(version->ms, (25u << 16) | 28u);
   EXPECT_EQ(version->ls, (501u << 16) | 14u);

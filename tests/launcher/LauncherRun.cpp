@@ -1,7 +1,11 @@
 #include "tests/launcher/LauncherRun.h"
 
+#include <stdexcept>
+
 #include "platform/ChildProcess.h"
 #include "platform/FileSystem.h"
+#include "tests/support/cloud/SyncSite.h"
+#include "tests/support/mariadb/MariaDbTest.h"
 
 namespace rotalis::test {
 
@@ -15,12 +19,31 @@ std::string ReadIfPresent(const std::string& path) {
   return platform::FileExists(path) ? platform::ReadFileBytes(path) : std::string();
 }
 
+// A random folder name often has no digit; a few attempts find one.
+std::unique_ptr<TempFolder> DigitFreeTempFolder() {
+  for (int attempt = 0; attempt < 200; ++attempt) {
+    auto folder = std::make_unique<TempFolder>("rotalis-launcher");
+    if (folder->Path().find_first_of("0123456789") == std::string::npos) return folder;
+  }
+  throw std::runtime_error("no temporary folder without digits in its path");
+}
+
 }  // namespace
 
-LauncherFolder::LauncherFolder() : temp_("rotalis-launcher"), folder_(temp_ / "App X/") {
+LauncherFolder::LauncherFolder(const std::string& cnpj)
+    : temp_(DigitFreeTempFolder()), folder_(*temp_ / "App X/") {
   platform::CreateDirectories(folder_);
   CopyFile(ROTALIS_LAUNCHER_EXE, folder_ + "rotalis");
   platform::MakeExecutable(folder_ + "rotalis");
+
+  MariaDbServer& server = SharedMariaDb();
+  database_ = server.CreateDatabase();
+  CreateCompany(server, database_, cnpj);
+  platform::WriteFileBytes(folder_ + "KelvaERP.exe", "MZ");
+  platform::WriteFileBytes(folder_ + "kelvaERP.ini",
+                           "[posi]\r\nnomebanco=" + database_ + "\r\nservidor=" + server.Host() +
+                               "\r\nusuario=" + server.User() + "\r\nsenha=" + server.Password() +
+                               "\r\nportabanco=" + std::to_string(server.Port()) + "\r\n");
 }
 
 void LauncherFolder::PutPackage(const std::string& variant, const std::string& subfolder) {
@@ -30,6 +53,13 @@ void LauncherFolder::PutPackage(const std::string& variant, const std::string& s
   const std::string target = subfolder.empty() ? folder_ : folder_ + subfolder + "/";
   platform::CreateDirectories(target);
   CopyFile(source, target + "mrotalis.bpl");
+}
+
+std::string LauncherFolder::InstallerScript() {
+  // Only shell built-ins: the PATH it inherits holds no system folder.
+  return "#!/bin/sh\n"
+         "printf 'installer %s %s PATH=%s\\n' \"${0##*/}\" \"$*\" \"$PATH\" >> "
+         "\"$ROTALIS_TEST_MARKER\"\n";
 }
 
 LauncherRun LauncherFolder::Run(const std::string& input) const {
@@ -43,17 +73,17 @@ LauncherRun LauncherFolder::Run(const std::string& input) const {
       command.environment.push_back(entry);
   }
   command.environment.push_back("PATH=/usr/local/bin:/usr/bin:/bin");
-  command.environment.push_back("ROTALIS_TEST_MARKER=" + temp_ / "marker.txt");
-  command.inputFile = temp_.Write("input.txt", input);
-  command.outputFile = temp_ / "output.txt";
-  command.errorFile = temp_ / "errors.txt";
+  command.environment.push_back("ROTALIS_TEST_MARKER=" + *temp_ / "marker.txt");
+  command.inputFile = temp_->Write("input.txt", input);
+  command.outputFile = *temp_ / "output.txt";
+  command.errorFile = *temp_ / "errors.txt";
 
   LauncherRun run;
   run.exitStatus = platform::RunChildToEnd(command);
   run.output = ReadIfPresent(command.outputFile);
   run.errors = ReadIfPresent(command.errorFile);
-  run.marker = ReadIfPresent(temp_ / "marker.txt");
-  platform::WriteFileBytes(temp_ / "marker.txt", "");
+  run.marker = ReadIfPresent(*temp_ / "marker.txt");
+  platform::WriteFileBytes(*temp_ / "marker.txt", "");
   return run;
 }
 

@@ -1,40 +1,58 @@
 #pragma once
 // An application folder with a blank in its name ("App X") holding a copy of
-// the real launcher binary, into which a test puts module packages before it
-// runs the launcher without a display.
+// the real launcher binary and a site it can start against: the edition
+// executable "KelvaERP.exe" and its configuration file "kelvaERP.ini", which
+// points at a fresh database of the test program's private MariaDB holding
+// the ERP tables and a company. The cloud fixture on the compiled address
+// (SharedCloud) answers the company's rules. A test puts module packages in
+// place, then runs the launcher without a display.
 
+#include <memory>
 #include <string>
 
 #include "tests/support/TempFolder.h"
 
 namespace rotalis::test {
 
+// The document of the company a launcher folder's database names by default.
+inline constexpr const char* kCompanyCnpj = "12345678000190";
+
 struct LauncherRun {
   int exitStatus = -1;
   std::string output;  // standard output
-  std::string errors;  // standard error
-  std::string marker;  // what the test packages wrote (see packages/test_package.c)
+  std::string errors;  // standard error, where the console backend shows everything
+  std::string marker;  // what the test packages and installers wrote (see packages/)
 };
 
 class LauncherFolder {
  public:
-  LauncherFolder();
+  // The company's document is `cnpj` (digits only, see CompiledCloud).
+  explicit LauncherFolder(const std::string& cnpj = kCompanyCnpj);
 
-  // The application folder, with trailing separator.
+  // The application folder, with trailing separator. Its path holds no digit
+  // besides the ones the test adds: installer numbers are read from the whole
+  // path.
   const std::string& Folder() const { return folder_; }
+  // The database the configuration file names.
+  const std::string& Database() const { return database_; }
 
   // Copies the test package `variant` ("standard", "lowercase", "othername",
   // "newcontract", "shortspec", or "sample" for the sample package) into the folder below
   // the application folder ("" for the application folder itself).
   void PutPackage(const std::string& variant, const std::string& subfolder);
 
+  // An installer for the update server to hand out: a script that appends
+  // "installer <file name> <arguments> PATH=<its PATH>" to the marker file.
+  static std::string InstallerScript();
+
   // Runs the launcher with `input` as standard input, PATH set to an
   // unrelated value beforehand.
   LauncherRun Run(const std::string& input = "") const;
 
  private:
-  TempFolder temp_;
+  std::unique_ptr<TempFolder> temp_;
   std::string folder_;
+  std::string database_;
 };
 
 }  // namespace rotalis::test
