@@ -9,7 +9,11 @@ root=$(pwd)
 build_and_test() {
   local dir=$1
   shift
-  cmake -S "$root" -B "$dir" -G Ninja "$@"
+  # The deployment the launcher's tests serve on loopback, set explicitly so
+  # that a build folder configured earlier with other values is corrected.
+  cmake -S "$root" -B "$dir" -G Ninja "$@" -DROTALIS_UPDATE_SERVER=127.0.0.1 \
+    -DROTALIS_CLOUD_URL=https://127.0.0.1:8443/functions/v1/regras-por-cnpj \
+    -DROTALIS_CLOUD_TOKEN=rotalis-test-token "-DROTALIS_CLOUD_CA_FILE=$root/$dir/test-pki/ca.pem"
   cmake --build "$dir"
   ctest --test-dir "$dir" --output-on-failure --timeout 900
 }
