@@ -22,12 +22,13 @@ build_and_test build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   build_and_test build/asan -DCMAKE_BUILD_TYPE=Debug -DROTALIS_SANITIZE=ON
 
-# ExtractJsonObject under libFuzzer (clang) for a bounded time; a crash, a leak or
+# The clang build compiles every target, so that clang's warnings are errors too,
+# then runs ExtractJsonObject under libFuzzer for a bounded time; a crash, a leak or
 # any sanitizer report stops the fuzzer with a non-zero status and fails the script.
 fuzz_dir=build/fuzz
 CC=clang CXX=clang++ cmake -S "$root" -B "$fuzz_dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DROTALIS_FUZZ=ON
-cmake --build "$fuzz_dir" --target fuzz_extract_json_object
+cmake --build "$fuzz_dir"
 rm -rf "$fuzz_dir/corpus" && mkdir -p "$fuzz_dir/corpus"
 cp fuzz/corpus/extract_json_object/* "$fuzz_dir/corpus/"
 "$fuzz_dir/fuzz/fuzz_extract_json_object" -max_total_time=45 -rss_limit_mb=2048 \
