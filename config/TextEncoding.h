@@ -26,4 +26,7 @@ std::optional<std::string> Utf8ToUtf16Le(std::string_view text);
 
 bool IsValidUtf8(std::string_view text);
 
+// Appends one code point (at most U+10FFFF) as UTF-8.
+void AppendUtf8(std::string& out, char32_t codePoint);
+
 }  // namespace rotalis

@@ -3,6 +3,8 @@
 #include <charconv>
 #include <string>
 
+#include "config/TextEncoding.h"
+
 namespace rotalis::crash {
 namespace {
 
@@ -114,20 +116,8 @@ std::string DecodeEntities(const std::string& text) {
       const auto parsed = std::from_chars(first, name.data() + name.size(), value, hex ? 16 : 10);
       if (parsed.ec != std::errc() || value == 0 || value > 0x10FFFF) {
         out += text.substr(i, semi - i + 1);
-      } else if (value < 0x80) {
-        out += static_cast<char>(value);
-      } else if (value < 0x800) {
-        out += static_cast<char>(0xC0 | (value >> 6));
-        out += static_cast<char>(0x80 | (value & 0x3F));
-      } else if (value < 0x10000) {
-        out += static_cast<char>(0xE0 | (value >> 12));
-        out += static_cast<char>(0x80 | ((value >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (value & 0x3F));
       } else {
-        out += static_cast<char>(0xF0 | (value >> 18));
-        out += static_cast<char>(0x80 | ((value >> 12) & 0x3F));
-        out += static_cast<char>(0x80 | ((value >> 6) & 0x3F));
-        out += static_cast<char>(0x80 | (value & 0x3F));
+        AppendUtf8(out, static_cast<char32_t>(value));
       }
     } else {
       out += text.substr(i, semi - i + 1);
