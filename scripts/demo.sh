@@ -9,12 +9,15 @@
 # KelvaERP.exe and its configuration file kelvaERP.ini), then starts on
 # loopback a private MariaDB with the ERP tables and a company, the cloud
 # rules service with a few rules for that company, and the update server
-# offering one newer installer. Runs the launcher once (the desktop backend
-# when DISPLAY is set, else the console one) and prints what it did. Every
-# server is stopped when the script ends, however it ends.
+# offering one newer installer. Runs the launcher (the desktop backend when
+# DISPLAY is set, else the console one with standard input from /dev/null)
+# and prints what it did; then starts it once more as after the update, when
+# it opens its main window (with a display, until you close it or for at most
+# ROTALIS_DEMO_WINDOW_SECONDS, default 60). Every server is stopped when the
+# script ends, however it ends.
 #
-# Exit status 0 only when the launcher ended normally, rules reached table
-# nrt and the newer installer ran.
+# Exit status 0 only when both starts ended normally, rules reached table nrt
+# and the newer installer ran.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$(pwd)
@@ -38,9 +41,12 @@ die() {
   exit 1
 }
 
+# Free to listen on: connections of a server that just stopped, still in
+# TIME_WAIT, do not count.
 port_is_free() {
   python3 -c 'import socket, sys
 s = socket.socket()
+s.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
 try:
     s.bind(("127.0.0.1", int(sys.argv[1])))
 except OSError:
@@ -179,19 +185,27 @@ chmod +x "$app/atualizadores_versao/$older"
 
 # --- the start -----------------------------------------------------------------
 if [ -n "${DISPLAY:-}" ]; then
-  step "Running the launcher on display $DISPLAY (desktop backend)"
+  backend="on display $DISPLAY (desktop backend)"
 else
-  step "Running the launcher without a display (console backend)"
+  backend="without a display (console backend)"
 fi
-set +e
 # Without the servers' pipes, so that they stop when this script lets go of them.
-(cd "$run" && "$app/rotalis" </dev/null 4>&- 5>&- 2>&1) | tee "$run/launcher.log"
-launcher_status=${PIPESTATUS[0]}
-set -e
-
+start_launcher() { # [seconds after which the demo closes it]
+  local limit=()
+  [ -z "${1:-}" ] || limit=(timeout "$1")
+  set +e
+  (cd "$run" && "${limit[@]}" "$app/rotalis" </dev/null 4>&- 5>&- 2>&1) | tee -a "$run/launcher.log"
+  launcher_status=${PIPESTATUS[0]}
+  set -e
+}
+step "Running the launcher $backend"
+start_launcher
 # --- summary -------------------------------------------------------------------
+first_status=$launcher_status
 step "What happened"
-echo "Launcher exit status: $launcher_status"
+echo "Launcher exit status: $first_status"
+[ ! -s "$run/installer-runs.log" ] ||
+  echo "(an installer ran, so the launcher closed without opening its main window)"
 echo
 echo "Rules now in table nrt:"
 db --table <<'SQL' | sed 's/^/  /'
@@ -215,8 +229,35 @@ echo "kelvaERP.ini now reads:"
 tr -d '\r' <"$app/kelvaERP.ini" | sed 's/^/  /'
 echo
 
+# --- after the update ----------------------------------------------------------
+# A real installer replaces the launcher by a newer one, for which the cached
+# installer is no longer newer. Here the launcher stays as it was, so the demo
+# takes the installer out of the list and the cache instead: the next start
+# finds nothing to install and opens the main window.
+second_status=skipped
+if [ "$launcher_status" -eq 0 ]; then
+  printf '{"qtd":0}' >"$run/nginx/root/arquivos/kelva"
+  rm -f "$app/atualizadores_versao/$newer"
+  step "Second start, once the update is in place, $backend"
+  window_seconds=""
+  if [ -n "${DISPLAY:-}" ]; then
+    window_seconds=${ROTALIS_DEMO_WINDOW_SECONDS:-60}
+    echo "(close the main window to go on; the demo closes it after $window_seconds s)"
+  fi
+  start_launcher "$window_seconds"
+  second_status=$launcher_status
+  echo "Launcher exit status: $second_status"
+  if [ -n "$window_seconds" ] && [ "$second_status" -eq 124 ]; then
+    echo "(the demo closed the main window)"
+    second_status=0
+  fi
+  echo "Rules in nrt: $(db -N -e 'SELECT COUNT(*) FROM nrt'); installer runs: $(wc -l <"$run/installer-runs.log")"
+fi
+echo
+
 ok=1
-[ "$launcher_status" -eq 0 ] || { echo "demo: the launcher did not end normally" >&2; ok=0; }
+[ "$first_status" -eq 0 ] || { echo "demo: the launcher did not end normally" >&2; ok=0; }
+[ "$second_status" = 0 ] || { echo "demo: the second start did not end normally" >&2; ok=0; }
 [ "${rules:-0}" -gt 0 ] || { echo "demo: no rule reached table nrt" >&2; ok=0; }
 [ -s "$run/installer-runs.log" ] || { echo "demo: no installer ran" >&2; ok=0; }
 if [ $ok -eq 1 ]; then
