@@ -53,10 +53,11 @@ except OSError:
     sys.exit(1)' "$1"
 }
 
-# Waits up to 30 s for a file to appear; false when it did not.
-wait_for_file() {
+# Waits up to 30 s for a file that the server of process PID writes once it
+# is ready; false when it did not appear or the server ended first.
+wait_for_file() { # FILE PID
   local i=0
-  while [ ! -s "$1" ] && [ $i -lt 300 ]; do
+  while [ ! -s "$1" ] && [ $i -lt 300 ] && kill -0 "$2" 2>/dev/null; do
     sleep 0.1
     i=$((i + 1))
   done
@@ -89,7 +90,7 @@ stop_servers() {
   local status=$?
   set +e
   # The cloud service and the update server stop when their input closes.
-  exec 4>&- 5>&- 2>/dev/null
+  exec 4>&- 5>&-
   for pid in $cloud_pid $nginx_pid; do
     for _ in $(seq 100); do kill -0 "$pid" 2>/dev/null || break; sleep 0.05; done
     kill "$pid" 2>/dev/null
@@ -147,7 +148,7 @@ exec 4> >(exec python3 -u "$root/tests/fixtures/cloud/cloud_server.py" \
   --folder "$run/cloud" --rules "$run/cloud/rules" --token "$token" --port $cloud_port \
   --cert "$pki/server.pem" --key "$pki/server.key" >"$run/cloud/server.log" 2>&1)
 cloud_pid=$!
-wait_for_file "$run/cloud/port" || die "the cloud service did not start: $(cat "$run/cloud/server.log")"
+wait_for_file "$run/cloud/port" "$cloud_pid" || die "the cloud service did not start: $(cat "$run/cloud/server.log")"
 echo "3 rules for $cnpj, bearer token $token"
 
 step "Starting the update server on http://127.0.0.1:$update_port"
@@ -163,7 +164,7 @@ SH
 }
 exec 5> >(exec sh "$root/tests/fixtures/nginx/update-server.sh" "$run/nginx")
 nginx_pid=$!
-wait_for_file "$run/nginx/state" || die "the update server did not answer"
+wait_for_file "$run/nginx/state" "$nginx_pid" || die "the update server did not answer"
 grep -q '^ready' "$run/nginx/state" || die "the update server did not start: $(cat "$run/nginx/state")"
 mkdir -p "$run/nginx/root/arquivos" "$run/nginx/root/download/kelva"
 printf '{"qtd":2,"nome-1":"%s","nome-2":"%s"}' "$older" "$newer" >"$run/nginx/root/arquivos/kelva"
