@@ -1,6 +1,7 @@
 #include "config/IniFile.h"
 
 #include "config/TextEncoding.h"
+#include "platform/AsciiCase.h"
 #include "platform/Exception.h"
 #include "platform/FileSystem.h"
 
@@ -15,15 +16,6 @@ std::string_view Trim(std::string_view text) {
   if (first == std::string_view::npos) return {};
   const auto last = text.find_last_not_of(" \t");
   return text.substr(first, last - first + 1);
-}
-
-bool SameIgnoringCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    auto lower = [](char c) { return (c >= 'A' && c <= 'Z') ? char(c - 'A' + 'a') : c; };
-    if (lower(a[i]) != lower(b[i])) return false;
-  }
-  return true;
 }
 
 // The section name of a "[name]" line, or nothing for other lines.
@@ -133,7 +125,8 @@ std::string IniFile::LineBreak() const {
 std::size_t IniFile::FindSection(std::string_view section) const {
   for (std::size_t i = 0; i < lines_.size(); ++i) {
     std::string_view name;
-    if (SectionName(lines_[i].text, name) && SameIgnoringCase(name, Trim(section))) return i;
+    if (SectionName(lines_[i].text, name) && platform::EqualsIgnoringAsciiCase(name, Trim(section)))
+      return i;
   }
   return std::string::npos;
 }
@@ -147,7 +140,7 @@ std::size_t IniFile::FindKey(std::size_t sectionLine, std::string_view key,
     if (SectionName(lines_[i].text, name)) break;
     if (!Trim(lines_[i].text).empty()) end = i + 1;
     if (found == std::string::npos && KeyLine(lines_[i].text, name, value) &&
-        SameIgnoringCase(name, Trim(key)))
+        platform::EqualsIgnoringAsciiCase(name, Trim(key)))
       found = i;
   }
   return found;

@@ -5,10 +5,10 @@
 #include <mysqld_error.h>
 
 #include <algorithm>
-#include <cctype>
 
 #include "db/DbError.h"
 #include "db/TMySQLProvider.h"
+#include "platform/AsciiCase.h"
 
 namespace rotalis {
 namespace {
@@ -23,13 +23,6 @@ std::string Trimmed(const std::string& text) {
   const auto first = text.find_first_not_of(" \t");
   if (first == std::string::npos) return {};
   return text.substr(first, text.find_last_not_of(" \t") - first + 1);
-}
-
-bool SameIgnoringCase(std::string_view a, std::string_view b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](char x, char y) {
-    return std::tolower(static_cast<unsigned char>(x)) ==
-           std::tolower(static_cast<unsigned char>(y));
-  });
 }
 
 }  // namespace
@@ -75,7 +68,7 @@ void TDbConnection::SetConnected(bool connected) {
 
 void TDbConnection::Connect() {
   if (handle_) return;
-  if (!SameIgnoringCase(providerName_, TMySQLProvider::kName)) {
+  if (!platform::EqualsIgnoringAsciiCase(providerName_, TMySQLProvider::kName)) {
     throw EDatabaseError(providerName_.empty() ? "Provider name is not specified"
                                                : "Unknown provider '" + providerName_ + "'");
   }

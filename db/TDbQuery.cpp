@@ -3,21 +3,14 @@
 #include <mysql.h>
 
 #include <algorithm>
-#include <cctype>
 
 #include "db/DbError.h"
 #include "db/PostStatement.h"
 #include "db/TDbConnection.h"
+#include "platform/AsciiCase.h"
 
 namespace rotalis {
 namespace {
-
-std::string Lower(std::string_view text) {
-  std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return lower;
-}
 
 FieldKind KindOf(const MYSQL_FIELD& field) {
   switch (field.type) {
@@ -100,7 +93,7 @@ void TDbQuery::ReadColumns(db::MySqlResult& result) {
     column.autoIncrement = (field.flags & AUTO_INCREMENT_FLAG) != 0;
     fields_.push_back(std::make_unique<TField>(*this, i, column.name, KindOf(field)));
     // The first of two equally named columns wins, as the server lists them.
-    fieldIndex_.emplace(Lower(column.name), i);
+    fieldIndex_.emplace(platform::AsciiLowered(column.name), i);
     columns_.push_back(std::move(column));
   }
 }
@@ -124,7 +117,7 @@ void TDbQuery::ExecSQL() {
 }
 
 TField* TDbQuery::FindField(const std::string& name) {
-  const auto found = fieldIndex_.find(Lower(name));
+  const auto found = fieldIndex_.find(platform::AsciiLowered(name));
   return found == fieldIndex_.end() ? nullptr : fields_[found->second].get();
 }
 
@@ -146,7 +139,7 @@ void TDbQuery::Next() {
 
 bool TDbQuery::Locate(const std::string& keyField, const std::string& keyValue) {
   RequireBrowsing("locate");
-  const auto column = fieldIndex_.find(Lower(keyField));
+  const auto column = fieldIndex_.find(platform::AsciiLowered(keyField));
   if (column == fieldIndex_.end()) throw Exception("Field '" + keyField + "' not found");
   const auto row = rows_.Find(column->second, keyValue);
   if (!row) return false;

@@ -1,19 +1,13 @@
 #include "net/BodyDecoding.h"
 
 #include <algorithm>
-#include <cctype>
 #include <string_view>
 
 #include "config/TextEncoding.h"
+#include "platform/AsciiCase.h"
 
 namespace rotalis::net {
 namespace {
-
-std::string Lower(std::string_view text) {
-  std::string out(text);
-  std::ranges::transform(out, out.begin(), [](unsigned char c) { return std::tolower(c); });
-  return out;
-}
 
 std::string_view Trim(std::string_view text) {
   const auto first = text.find_first_not_of(" \t");
@@ -107,7 +101,8 @@ bool KnownBinary(const std::string& mime) {
 }  // namespace
 
 std::string MimeTypeOf(const std::string& contentType) {
-  return Lower(Trim(std::string_view(contentType).substr(0, contentType.find(';'))));
+  return platform::AsciiLowered(
+      Trim(std::string_view(contentType).substr(0, contentType.find(';'))));
 }
 
 std::string CharsetOf(const std::string& contentType) {
@@ -118,14 +113,15 @@ std::string CharsetOf(const std::string& contentType) {
     rest.remove_prefix(semicolon + 1);
     const auto parameter = Trim(rest.substr(0, rest.find(';')));
     const auto equals = parameter.find('=');
-    if (equals == std::string_view::npos || Lower(Trim(parameter.substr(0, equals))) != "charset") {
+    if (equals == std::string_view::npos ||
+        platform::AsciiLowered(Trim(parameter.substr(0, equals))) != "charset") {
       continue;
     }
     auto value = Trim(parameter.substr(equals + 1));
     if (value.size() >= 2 && value.front() == '"' && value.back() == '"') {
       value = value.substr(1, value.size() - 2);
     }
-    return Lower(value);
+    return platform::AsciiLowered(value);
   }
 }
 
@@ -134,7 +130,7 @@ std::optional<std::string> DecodeBody(const std::string& bytes, const std::strin
   const std::string charset = CharsetOf(contentType);
   if (!charset.empty()) return Decode(bytes, charset);
   const std::string mime = MimeTypeOf(contentType);
-  const std::string fallback = Lower(fallbackCharset);
+  const std::string fallback = platform::AsciiLowered(fallbackCharset);
   if (!fallback.empty() && fallback != "raw") {
     if (KnownBinary(mime)) return std::nullopt;
     return Decode(bytes, fallback);

@@ -8,6 +8,7 @@
 #include "net/BodyDecoding.h"
 #include "net/Request.h"
 #include "net/RequestUrl.h"
+#include "platform/AsciiCase.h"
 
 namespace rotalis::net {
 namespace {
@@ -19,11 +20,6 @@ constexpr int kDefaultTimeoutMs = 30000;
 
 bool Blank(const std::string& text) {
   return std::ranges::all_of(text, [](unsigned char c) { return std::isspace(c) != 0; });
-}
-
-bool SameText(const std::string& a, const std::string& b) {
-  return std::ranges::equal(
-      a, b, [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
 }
 
 struct Parameter {
@@ -181,7 +177,8 @@ class TRequestClient : public IRequest {
 
   void SetParameter(Parameter parameter) {
     const auto same = std::ranges::find_if(parameters_, [&parameter](const Parameter& existing) {
-      return existing.kind == parameter.kind && SameText(existing.name, parameter.name);
+      return existing.kind == parameter.kind &&
+             platform::EqualsIgnoringAsciiCase(existing.name, parameter.name);
     });
     if (same == parameters_.end()) {
       parameters_.push_back(std::move(parameter));

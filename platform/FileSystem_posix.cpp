@@ -10,6 +10,7 @@
 #include <memory>
 #include <utility>
 
+#include "platform/AsciiCase.h"
 #include "platform/Exception.h"
 #include "platform/Paths.h"
 
@@ -35,15 +36,6 @@ class ScopedFd {
  private:
   int fd_;
 };
-
-bool EqualsIgnoringAsciiCase(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    auto lower = [](char c) { return (c >= 'A' && c <= 'Z') ? char(c - 'A' + 'a') : c; };
-    if (lower(a[i]) != lower(b[i])) return false;
-  }
-  return true;
-}
 
 [[noreturn]] void RaiseErrno(const std::string& what, const std::string& path) {
   throw Exception(what + " '" + path + "': " + SystemErrorMessage(errno));

@@ -1,5 +1,6 @@
 #include "update/ExeFiles.h"
 
+#include "platform/AsciiCase.h"
 #include "platform/FileSystem.h"
 #include "platform/Paths.h"
 
@@ -9,10 +10,7 @@ namespace {
 bool HasExeExtension(const std::string& name) {
   const auto dot = name.find_last_of('.');
   if (dot == std::string::npos || name.size() - dot != 4) return false;
-  std::string extension = name.substr(dot);
-  for (char& c : extension)
-    if (c >= 'A' && c <= 'Z') c = char(c - 'A' + 'a');
-  return extension == ".exe";
+  return platform::EqualsIgnoringAsciiCase(std::string_view(name).substr(dot), ".exe");
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include "config/ConfigFile.h"
 #include "config/IniFile.h"
+#include "platform/AsciiCase.h"
 #include "platform/Exception.h"
 #include "platform/FileSystem.h"
 #include "platform/Process.h"
@@ -41,17 +42,11 @@ double ReadNumber(const std::string& digits, const std::string& source) {
   return value;
 }
 
-std::string FoldCase(std::string text) {
-  for (char& c : text)
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  return text;
-}
-
 // Case-insensitive order, so that A_10250.exe runs before b_10300.exe; names
 // equal but for case keep a fixed order among themselves.
 bool LessIgnoringCase(const std::string& a, const std::string& b) {
-  const std::string foldedA = FoldCase(a);
-  const std::string foldedB = FoldCase(b);
+  const std::string foldedA = platform::AsciiLowered(a);
+  const std::string foldedB = platform::AsciiLowered(b);
   return foldedA != foldedB ? foldedA < foldedB : a < b;
 }
 
