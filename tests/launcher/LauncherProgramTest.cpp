@@ -10,13 +10,13 @@
 #include "config/Deployment.h"
 #include "net/JsonText.h"
 #include "platform/FileSystem.h"
-#include "platform/FileVersion.h"
 #include "platform/Ping.h"
 #include "tests/launcher/CompiledCloud.h"
 #include "tests/launcher/LauncherRun.h"
 #include "tests/support/cloud/SyncSite.h"
 #include "tests/support/mariadb/MariaDbTest.h"
 #include "tests/support/nginx/NginxUpdateServer.h"
+#include "update/FileVersionText.h"
 #include "update/UpdateServer.h"
 
 namespace rotalis::test {
@@ -216,10 +216,7 @@ TEST_F(LauncherProgram, SamplePackageOpensTheMainFormUntilTheInputEnds) {
 }
 
 TEST(LauncherBinary, CarriesItsFileVersion) {
-  const auto version = platform::ReadFileVersion(ROTALIS_LAUNCHER_EXE);
-  ASSERT_TRUE(version.has_value());
-  EXPECT_EQ(version->ms, (25u << 16) | 28u);
-  EXPECT_EQ(version->ls, (501u << 16) | 14u);
+  EXPECT_EQ(FileVersionText(ROTALIS_LAUNCHER_EXE), "25.28.501.14");
 }
 
 }  // namespace
