@@ -13,6 +13,7 @@
 #include "platform/AsciiCase.h"
 #include "platform/Exception.h"
 #include "platform/Paths.h"
+#include "platform/ScopedFd_posix.h"
 
 namespace rotalis::platform {
 namespace {
@@ -21,21 +22,6 @@ struct DirCloser {
   void operator()(DIR* dir) const { closedir(dir); }
 };
 using ScopedDir = std::unique_ptr<DIR, DirCloser>;
-
-class ScopedFd {
- public:
-  explicit ScopedFd(int fd) : fd_(fd) {}
-  ~ScopedFd() {
-    if (fd_ >= 0) close(fd_);
-  }
-  ScopedFd(const ScopedFd&) = delete;
-  ScopedFd& operator=(const ScopedFd&) = delete;
-  int get() const { return fd_; }
-  int release() { return std::exchange(fd_, -1); }
-
- private:
-  int fd_;
-};
 
 [[noreturn]] void RaiseErrno(const std::string& what, const std::string& path) {
   throw Exception(what + " '" + path + "': " + SystemErrorMessage(errno));

@@ -16,22 +16,10 @@
 #include <optional>
 #include <utility>
 
+#include "platform/ScopedFd_posix.h"
+
 namespace rotalis::platform {
 namespace {
-
-class ScopedSocket {
- public:
-  explicit ScopedSocket(int fd) : fd_(fd) {}
-  ~ScopedSocket() {
-    if (fd_ >= 0) close(fd_);
-  }
-  ScopedSocket(const ScopedSocket&) = delete;
-  ScopedSocket& operator=(const ScopedSocket&) = delete;
-  int get() const { return fd_; }
-
- private:
-  int fd_;
-};
 
 std::optional<in_addr> ResolveIPv4(const std::string& address) {
   in_addr numeric{};
@@ -134,10 +122,10 @@ bool PingOnce(const std::string& address, int timeoutMs) noexcept {
     const auto target = ResolveIPv4(address);
     if (!target || timeoutMs <= 0) return false;
     {
-      ScopedSocket datagram(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_ICMP));
+      ScopedFd datagram(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_ICMP));
       if (datagram.get() >= 0) return Ping(datagram.get(), false, *target, timeoutMs);
     }
-    ScopedSocket raw(socket(AF_INET, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_ICMP));
+    ScopedFd raw(socket(AF_INET, SOCK_RAW | SOCK_CLOEXEC, IPPROTO_ICMP));
     if (raw.get() < 0) return false;
     return Ping(raw.get(), true, *target, timeoutMs);
   } catch (...) {
