@@ -6,13 +6,18 @@
 #include "crash/CrashHandlers.h"
 #include "launcher/StartUp.h"
 #include "platform/FileVersionStamp.h"
+#include "platform/Terminal.h"
 #include "ui/Backend.h"
 
-ROTALIS_STAMP_FILE_VERSION(25, 28, 501, 14);
+ROTALIS_STAMP_FILE_VERSION(ROTALIS_VERSION_MAJOR, ROTALIS_VERSION_MINOR, ROTALIS_VERSION_RELEASE,
+                           ROTALIS_VERSION_BUILD);
 
 // The leak report is switched on before this runs (LeakReport.cpp).
 int main() {
   using namespace rotalis;
+  // A windowed program started from a console window shows its console
+  // backend's text there.
+  platform::AttachParentConsole();
   const ui::BackendKind backend = ui::ChooseBackend();
   try {
     // The crash reporter comes first: from here on, every error that nothing

@@ -11,7 +11,7 @@ struct ChildCommand {
   std::string program;                   // full path
   std::vector<std::string> arguments;    // after the program name
   std::vector<std::string> environment;  // "NAME=value", the whole environment
-  std::string inputFile = "/dev/null";   // standard input is read from here
+  std::string inputFile;                 // standard input; empty: the null device
   std::string outputFile;                // standard output goes here (replaced)
   std::string errorFile;                 // standard error goes here (replaced)
 };

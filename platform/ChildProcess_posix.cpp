@@ -41,7 +41,7 @@ class SpawnFileActions {
 
 int RunChildToEnd(const ChildCommand& command) {
   SpawnFileActions actions;
-  actions.Open(0, command.inputFile, O_RDONLY);
+  actions.Open(0, command.inputFile.empty() ? "/dev/null" : command.inputFile, O_RDONLY);
   actions.Open(1, command.outputFile, O_WRONLY | O_CREAT | O_TRUNC);
   actions.Open(2, command.errorFile, O_WRONLY | O_CREAT | O_TRUNC);
   std::vector<std::string> argumentTexts{command.program};

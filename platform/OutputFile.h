@@ -31,7 +31,11 @@ class OutputFile {
   void WriteThrough(const char* data, std::size_t size);
 
   std::string path_;
-  int fd_ = -1;
+#if defined(_WIN32)
+  void* file_ = nullptr;  // HANDLE
+#else
+  int file_ = -1;
+#endif
   std::string buffer_;
 };
 

@@ -18,8 +18,8 @@ constexpr std::size_t kBufferSize = 1 << 20;
 }  // namespace
 
 OutputFile::OutputFile(const std::string& path, bool executable) : path_(path) {
-  fd_ = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, executable ? 0777 : 0666);
-  if (fd_ < 0)
+  file_ = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, executable ? 0777 : 0666);
+  if (file_ < 0)
     throw Exception("Cannot create the file '" + path + "': " + SystemErrorMessage(errno));
   buffer_.reserve(kBufferSize);
 }
@@ -30,7 +30,7 @@ OutputFile::~OutputFile() {
   } catch (const Exception&) {
     // Only reached when the transfer failed already; that error is the one reported.
   }
-  close(fd_);
+  close(file_);
 }
 
 void OutputFile::Write(const char* data, std::size_t size) {
@@ -55,7 +55,7 @@ void OutputFile::Flush() {
 
 void OutputFile::WriteThrough(const char* data, std::size_t size) {
   while (size > 0) {
-    const ssize_t written = write(fd_, data, size);
+    const ssize_t written = write(file_, data, size);
     if (written < 0) {
       if (errno == EINTR) continue;
       throw Exception("Cannot write the file '" + path_ + "': " + SystemErrorMessage(errno));

@@ -25,19 +25,26 @@ class ChildProcess {
 
  private:
   friend ChildProcess StartProcess(const std::string&, const std::string&);
+#if defined(_WIN32)
+  explicit ChildProcess(void* process) : process_(process) {}
+
+  void* process_ = nullptr;  // the process handle; null once it has ended
+#else
   ChildProcess(int pid, int pidFd) : pid_(pid), pidFd_(pidFd) {}
 
   int pid_ = -1;
   int pidFd_ = -1;  // a descriptor that becomes readable when the program ends; -1 if none
+#endif
   int exitCode_ = -1;
 };
 
 // Starts the program at `path` directly (no shell, no search along PATH) with
 // the argument text, in the current folder and with this process's
-// environment. On POSIX the argument text is split at blanks into separate
-// arguments, without any quoting rules: "  /a /b  /c " gives "/a", "/b", "/c".
-// Raises rotalis::Exception with the system's message text (e.g. "No such
-// file or directory") when the program cannot be started.
+// environment. On Windows the program is opened through the shell with the
+// argument text as its parameters, unsplit; on POSIX the text is split at
+// blanks into separate arguments, without any quoting rules: "  /a /b  /c "
+// gives "/a", "/b", "/c". Raises rotalis::Exception with the system's message
+// text (e.g. "No such file or directory") when the program cannot be started.
 ChildProcess StartProcess(const std::string& path, const std::string& arguments);
 
 }  // namespace rotalis::platform

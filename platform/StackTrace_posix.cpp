@@ -7,6 +7,8 @@
 #include <cstring>
 #include <typeinfo>
 
+#include "platform/RecordedThrows.h"
+
 namespace rotalis::platform {
 namespace {
 
@@ -38,26 +40,6 @@ _Unwind_Reason_Code CollectFrame(_Unwind_Context* context, void* arg) {
   return state.count;
 }
 
-// The last few throws of each thread. A nested throw (one raised and caught
-// while the first unwinds) must not hide the stack of the first, hence more
-// than one slot. Plain data only: this is written from inside __cxa_throw.
-struct RecordedThrow {
-  const void* object;
-  std::size_t count;
-  std::uintptr_t frames[kMaxStackFrames];
-};
-constexpr std::size_t kRecordedThrows = 8;
-thread_local RecordedThrow recordedThrows[kRecordedThrows];
-thread_local std::size_t nextRecordedThrow = 0;
-
-// libstdc++'s exception_ptr holds the address of the thrown object and nothing else.
-const void* ObjectOf(const std::exception_ptr& error) {
-  static_assert(sizeof(std::exception_ptr) == sizeof(void*));
-  const void* object = nullptr;
-  std::memcpy(&object, static_cast<const void*>(&error), sizeof object);
-  return object;
-}
-
 using CxaThrow = void (*)(void*, std::type_info*, void (*)(void*));
 
 CxaThrow RealCxaThrow() {
@@ -75,15 +57,7 @@ StackAddresses CaptureStack() {
 }
 
 StackAddresses ThrowStackOf(const std::exception_ptr& error) {
-  const void* object = ObjectOf(error);
-  if (object == nullptr) return {};
-  // Newest first: an address can be reused by a later exception.
-  for (std::size_t k = 1; k <= kRecordedThrows; ++k) {
-    const RecordedThrow& slot =
-        recordedThrows[(nextRecordedThrow + kRecordedThrows - k) % kRecordedThrows];
-    if (slot.object == object) return StackAddresses(slot.frames, slot.frames + slot.count);
-  }
-  return {};
+  return recorded_throws::StackOf(error);
 }
 
 void PrepareStackCapture() {
@@ -117,9 +91,7 @@ std::size_t CaptureStackInSignalHandler(std::uintptr_t interruptedPc, std::uintp
 // still on it.
 extern "C" void __cxa_throw(void* object, std::type_info* type, void (*destructor)(void*)) {
   using namespace rotalis::platform;
-  RecordedThrow& slot = recordedThrows[nextRecordedThrow];
-  nextRecordedThrow = (nextRecordedThrow + 1) % kRecordedThrows;
-  slot.object = object;
+  recorded_throws::RecordedThrow& slot = recorded_throws::Claim(object);
   // Skips this function.
   slot.count = Unwind(slot.frames, kMaxStackFrames, 1);
   RealCxaThrow()(object, type, destructor);

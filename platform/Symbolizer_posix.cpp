@@ -1,6 +1,5 @@
 #include "platform/Symbolizer.h"
 
-#include <cxxabi.h>
 #include <dwarf.h>
 #include <elfutils/libdw.h>
 #include <elfutils/libdwfl.h>
@@ -133,16 +132,6 @@ const Dwfl_Callbacks DwflSymbolizer::kCallbacks = {
     dwfl_linux_proc_find_elf, dwfl_standard_find_debuginfo, nullptr, &debugInfoPath_};
 
 }  // namespace
-
-std::string DemangledName(const char* name) {
-  if (name == nullptr) return {};
-  int status = 0;
-  char* demangled = abi::__cxa_demangle(name, nullptr, nullptr, &status);
-  if (status != 0 || demangled == nullptr) return name;
-  std::string result(demangled);
-  std::free(demangled);
-  return result;
-}
 
 std::unique_ptr<Symbolizer> Symbolizer::ForProcess(int pid) {
   return std::make_unique<DwflSymbolizer>(pid);

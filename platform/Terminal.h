@@ -7,4 +7,17 @@ namespace rotalis::platform {
 bool StandardInputIsTerminal();
 bool StandardErrorIsTerminal();
 
+// For a program built as a windowed (GUI) program on Windows: the system gives
+// it no console, not even when it is started from a console window, so the
+// console backend's text would go nowhere. When the program was started from a
+// console, this attaches to that console and reopens stdin, stdout and stderr
+// on it, but only those the starter left unset: a stream redirected to a file
+// or a pipe stays where it was sent. A program that has a console already
+// reopens its unset streams on that one; without any console nothing happens.
+// (The console does not wait for a windowed program, so its prompt may come
+// back before the program's text.)
+// On POSIX systems the streams are already the terminal's, and it does nothing.
+// Call it first thing in main, before anything is written.
+void AttachParentConsole();
+
 }  // namespace rotalis::platform

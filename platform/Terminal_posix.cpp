@@ -7,4 +7,6 @@ namespace rotalis::platform {
 bool StandardInputIsTerminal() { return isatty(STDIN_FILENO) == 1; }
 bool StandardErrorIsTerminal() { return isatty(STDERR_FILENO) == 1; }
 
+void AttachParentConsole() {}
+
 }  // namespace rotalis::platform

@@ -1,0 +1,146 @@
+#include "platform/FileSystem.h"
+
+#include <windows.h>
+
+#include <algorithm>
+
+#include "platform/Exception.h"
+#include "platform/Paths.h"
+#include "platform/ScopedHandle_win.h"
+#include "platform/WideText_win.h"
+
+namespace rotalis::platform {
+namespace {
+
+[[noreturn]] void RaiseFor(const std::string& what, const std::string& path, DWORD error) {
+  throw Exception(what + " '" + path + "': " + WindowsErrorMessage(error));
+}
+
+[[noreturn]] void RaiseLastFor(const std::string& what, const std::string& path) {
+  RaiseFor(what, path, GetLastError());
+}
+
+// Attributes of what the path names, links followed (GetFileAttributesW
+// describes a link itself, so a linked file is opened to ask).
+bool AttributesOf(const std::string& path, DWORD& attributes) {
+  const std::wstring wide = WideFromUtf8(path);
+  attributes = GetFileAttributesW(wide.c_str());
+  if (attributes == INVALID_FILE_ATTRIBUTES) return false;
+  if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) return true;
+  ScopedHandle target(CreateFileW(wide.c_str(), 0,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                  OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  BY_HANDLE_FILE_INFORMATION info{};
+  if (!target.valid() || !GetFileInformationByHandle(target.get(), &info)) return false;
+  attributes = info.dwFileAttributes;
+  return true;
+}
+
+struct FindCloser {
+  HANDLE handle;
+  ~FindCloser() {
+    if (handle != INVALID_HANDLE_VALUE) FindClose(handle);
+  }
+};
+
+}  // namespace
+
+std::string SystemErrorMessage(int error) { return WindowsErrorMessage(static_cast<DWORD>(error)); }
+
+bool FileExists(const std::string& path) {
+  DWORD attributes = 0;
+  return AttributesOf(path, attributes) && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+}
+
+bool DirectoryExists(const std::string& path) {
+  DWORD attributes = 0;
+  return AttributesOf(path, attributes) && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+std::vector<DirectoryEntry> ListDirectory(const std::string& folder) {
+  std::vector<DirectoryEntry> entries;
+  WIN32_FIND_DATAW found{};
+  // Every attribute kind is listed: hidden and system files too.
+  const FindCloser search{
+      FindFirstFileW(WideFromUtf8(WithTrailingSeparator(folder) + "*").c_str(), &found)};
+  if (search.handle == INVALID_HANDLE_VALUE) return entries;
+  do {
+    const std::wstring_view name = found.cFileName;
+    if (name == L"." || name == L"..") continue;
+    entries.push_back(
+        {Utf8FromWide(name), (found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0});
+  } while (FindNextFileW(search.handle, &found));
+  return entries;
+}
+
+// Windows' own names are case-insensitive: the loader, the profile functions
+// and every other program already see one file whatever the spelling.
+std::string ResolveIgnoringCase(std::string_view folder, std::string_view relative) {
+  return JoinPath(folder, relative);
+}
+
+void CreateDirectories(const std::string& path) {
+  if (path.empty() || DirectoryExists(path)) return;
+  std::string trimmed = path;
+  while (trimmed.size() > 1 && (trimmed.back() == '\\' || trimmed.back() == '/'))
+    trimmed.pop_back();
+  const auto parent = trimmed.find_last_of("\\/");
+  // Stops at a drive ("C:") or the start of a share ("\\server").
+  if (parent != std::string::npos && parent > 0 && trimmed[parent - 1] != ':' &&
+      trimmed.find_first_not_of("\\/") < parent)
+    CreateDirectories(trimmed.substr(0, parent));
+  if (!CreateDirectoryW(WideFromUtf8(trimmed).c_str(), nullptr)) {
+    const DWORD error = GetLastError();
+    if (error != ERROR_ALREADY_EXISTS || !DirectoryExists(trimmed))
+      RaiseFor("Cannot create folder", path, error);
+  }
+}
+
+std::string ReadFileBytes(const std::string& path) {
+  ScopedHandle file(CreateFileW(WideFromUtf8(path).c_str(), GENERIC_READ,
+                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!file.valid()) RaiseLastFor("Cannot open", path);
+  std::string bytes;
+  char buffer[65536];
+  for (;;) {
+    DWORD n = 0;
+    if (!ReadFile(file.get(), buffer, sizeof buffer, &n, nullptr))
+      RaiseLastFor("Cannot read", path);
+    if (n == 0) break;
+    bytes.append(buffer, n);
+  }
+  return bytes;
+}
+
+void WriteFileBytes(const std::string& path, std::string_view bytes) {
+  const std::string temporary = path + ".tmp-" + std::to_string(GetCurrentProcessId());
+  const std::wstring wideTemporary = WideFromUtf8(temporary);
+  {
+    ScopedHandle file(CreateFileW(wideTemporary.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                                  FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file.valid()) RaiseLastFor("Cannot create", temporary);
+    std::size_t written = 0;
+    while (written < bytes.size()) {
+      const DWORD chunk =
+          static_cast<DWORD>(std::min<std::size_t>(bytes.size() - written, 1 << 30));
+      DWORD n = 0;
+      if (!WriteFile(file.get(), bytes.data() + written, chunk, &n, nullptr)) {
+        const DWORD error = GetLastError();
+        CloseHandle(file.release());
+        DeleteFileW(wideTemporary.c_str());
+        RaiseFor("Cannot write", temporary, error);
+      }
+      written += n;
+    }
+    if (!CloseHandle(file.release())) RaiseLastFor("Cannot write", temporary);
+  }
+  if (!MoveFileExW(wideTemporary.c_str(), WideFromUtf8(path).c_str(),
+                   MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
+    const DWORD error = GetLastError();
+    DeleteFileW(wideTemporary.c_str());
+    RaiseFor("Cannot replace", path, error);
+  }
+}
+
+}  // namespace rotalis::platform

@@ -1,0 +1,71 @@
+#include "platform/OutputFile.h"
+
+#include <windows.h>
+
+#include <algorithm>
+
+#include "platform/Exception.h"
+#include "platform/WideText_win.h"
+
+namespace rotalis::platform {
+namespace {
+
+// Network pieces arrive in a few kilobytes each; one system call per megabyte
+// keeps a large download as fast as the network allows.
+constexpr std::size_t kBufferSize = 1 << 20;
+
+}  // namespace
+
+// Windows decides by the file name whether a file is a program, so
+// `executable` needs nothing here.
+OutputFile::OutputFile(const std::string& path, bool) : path_(path) {
+  file_ = CreateFileW(WideFromUtf8(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                      CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file_ == INVALID_HANDLE_VALUE) {
+    file_ = nullptr;
+    RaiseLastError("Cannot create the file '" + path + "'");
+  }
+  buffer_.reserve(kBufferSize);
+}
+
+OutputFile::~OutputFile() {
+  try {
+    Flush();
+  } catch (const Exception&) {
+    // Only reached when the transfer failed already; that error is the one reported.
+  }
+  CloseHandle(static_cast<HANDLE>(file_));
+}
+
+void OutputFile::Write(const char* data, std::size_t size) {
+  if (buffer_.size() + size > kBufferSize) Flush();
+  if (size >= kBufferSize) {
+    WriteThrough(data, size);
+  } else {
+    buffer_.append(data, size);
+  }
+}
+
+void OutputFile::Flush() {
+  if (buffer_.empty()) return;
+  try {
+    WriteThrough(buffer_.data(), buffer_.size());
+  } catch (const Exception&) {
+    buffer_.clear();  // reported once, not again when the file closes
+    throw;
+  }
+  buffer_.clear();
+}
+
+void OutputFile::WriteThrough(const char* data, std::size_t size) {
+  while (size > 0) {
+    const DWORD chunk = static_cast<DWORD>(std::min<std::size_t>(size, 1 << 30));
+    DWORD written = 0;
+    if (!WriteFile(static_cast<HANDLE>(file_), data, chunk, &written, nullptr))
+      RaiseLastError("Cannot write the file '" + path_ + "'");
+    data += written;
+    size -= written;
+  }
+}
+
+}  // namespace rotalis::platform
