@@ -11,6 +11,7 @@ namespace rotalis::ui {
 
 namespace {
 
+#if ROTALIS_HAVE_QT
 bool DisplayNamed() {
   for (const char* variable : {"DISPLAY", "WAYLAND_DISPLAY"}) {
     const auto value = platform::GetEnvironment(variable);
@@ -18,6 +19,7 @@ bool DisplayNamed() {
   }
   return false;
 }
+#endif
 
 }  // namespace
 
