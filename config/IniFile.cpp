@@ -27,10 +27,12 @@ bool SectionName(std::string_view line, std::string_view& name) {
   return true;
 }
 
-// Key and raw value of a "key=value" line; false for comments and other lines.
+// Key and raw value of a "key=value" line; false for other lines. Windows has
+// no comment lines as such: ";portabanco=3307" is a key named ";portabanco",
+// which no one asks for, so it only acts like a comment.
 bool KeyLine(std::string_view line, std::string_view& key, std::string_view& value) {
   line = Trim(line);
-  if (line.empty() || line.front() == ';' || line.front() == '[') return false;
+  if (line.empty() || line.front() == '[') return false;
   const auto equals = line.find('=');
   if (equals == std::string_view::npos) return false;
   key = Trim(line.substr(0, equals));

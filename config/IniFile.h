@@ -2,9 +2,9 @@
 // A Windows profile (INI) file, read and written by the rules of the Windows
 // profile functions: section and key names compared ignoring case, the first
 // matching section and key win, blanks around keys and values trimmed, one
-// pair of enclosing quotes removed from a value, ";" lines are comments, and a
-// missing file, section or key gives the default while a present-but-empty
-// value gives empty text.
+// pair of enclosing quotes removed from a value, a ";" line is a key no one
+// asks for (so, in effect, a comment), and a missing file, section or key
+// gives the default while a present-but-empty value gives empty text.
 //
 // Files may be UTF-16LE with BOM, UTF-8 with or without BOM, or Windows-1252;
 // text in and out is UTF-8. A write changes only the line it concerns (or adds

@@ -1,11 +1,15 @@
 #include "platform/Ping.h"
 
-// winsock2 before windows.h, and the IP helper's types before icmpapi.h.
-#include <icmpapi.h>
-#include <iphlpapi.h>
-#include <windows.h>
+// winsock2 before windows.h, and the IP helper's types before icmpapi.h:
+// each in a block of its own, so that sorting keeps the order.
 #include <winsock2.h>
 #include <ws2tcpip.h>
+
+#include <windows.h>
+
+#include <iphlpapi.h>
+
+#include <icmpapi.h>
 
 #include <optional>
 #include <vector>
@@ -49,7 +53,8 @@ std::optional<IN_ADDR> ResolveIPv4(const std::string& address) {
 
 bool PingOnce(const std::string& address, int timeoutMs) noexcept {
   try {
-    if (timeoutMs <= 0) return false;
+    // Windows resolves an empty name to this machine; no address is no reply.
+    if (timeoutMs <= 0 || address.empty()) return false;
     const WinsockSession winsock;
     if (!winsock.Started()) return false;
     const auto target = ResolveIPv4(address);

@@ -1,7 +1,8 @@
 #include "platform/Process.h"
 
-#include <shellapi.h>
 #include <windows.h>
+// After windows.h, whose types it uses.
+#include <shellapi.h>
 
 #include <utility>
 
@@ -9,6 +10,44 @@
 #include "platform/WideText_win.h"
 
 namespace rotalis::platform {
+namespace {
+
+// The shell reports a failed start twice: as the last error and as a small
+// code in hInstApp. It also tries to show an error box of its own; where that
+// cannot be shown (no desktop, as for a service or under a bare test run) the
+// last error names the window it could not open instead, and only hInstApp
+// still says why the program did not start.
+DWORD StartFailure(const SHELLEXECUTEINFOW& request) {
+  const DWORD error = GetLastError();
+  if (error != ERROR_SUCCESS && error != ERROR_INVALID_WINDOW_HANDLE) return error;
+  switch (reinterpret_cast<INT_PTR>(request.hInstApp)) {
+    case SE_ERR_FNF:
+      return ERROR_FILE_NOT_FOUND;
+    case SE_ERR_PNF:
+      return ERROR_PATH_NOT_FOUND;
+    case SE_ERR_ACCESSDENIED:
+      return ERROR_ACCESS_DENIED;
+    case SE_ERR_OOM:
+      return ERROR_NOT_ENOUGH_MEMORY;
+    case ERROR_BAD_FORMAT:
+      return ERROR_BAD_FORMAT;
+    case SE_ERR_SHARE:
+      return ERROR_SHARING_VIOLATION;
+    case SE_ERR_ASSOCINCOMPLETE:
+    case SE_ERR_NOASSOC:
+      return ERROR_NO_ASSOCIATION;
+    case SE_ERR_DDETIMEOUT:
+    case SE_ERR_DDEFAIL:
+    case SE_ERR_DDEBUSY:
+      return ERROR_DDE_FAIL;
+    case SE_ERR_DLLNOTFOUND:
+      return ERROR_DLL_NOT_FOUND;
+    default:
+      return error;
+  }
+}
+
+}  // namespace
 
 ChildProcess::ChildProcess(ChildProcess&& other) noexcept
     : process_(std::exchange(other.process_, nullptr)), exitCode_(other.exitCode_) {}
@@ -47,7 +86,7 @@ ChildProcess StartProcess(const std::string& path, const std::string& arguments)
   request.lpParameters = parameters.c_str();
   request.lpDirectory = nullptr;
   request.nShow = SW_SHOWNORMAL;
-  if (!ShellExecuteExW(&request)) throw Exception(WindowsErrorMessage(GetLastError()));
+  if (!ShellExecuteExW(&request)) throw Exception(WindowsErrorMessage(StartFailure(request)));
   // A start handed to a running program (DDE) gives no process to wait for.
   return ChildProcess(request.hProcess);
 }
