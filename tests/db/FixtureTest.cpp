@@ -3,24 +3,32 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <thread>
 
+#include "platform/ChildProcess.h"
+#include "tests/support/HostShell.h"
 #include "tests/support/TempFolder.h"
 
 namespace rotalis {
 namespace {
 
+// The server is a host process, whatever this program runs on.
 bool ProcessAlive(const std::string& pid) {
-  return std::system(("kill -0 " + pid + " 2>/dev/null").c_str()) == 0;
+  return test::RunHostCommand("kill -0 " + pid + " 2>/dev/null") == 0;
 }
 
 TEST(MariaDbFixture, TheServerDiesWithACrashedTestProgram) {
   test::TempFolder scratch;
-  const std::string probe = std::string(ROTALIS_CRASH_PROBE);
-  std::system(("'" + probe + "' >'" + scratch / "out" + "' 2>/dev/null").c_str());
+  platform::ChildCommand probe;
+  probe.program = test::LocalPath(ROTALIS_CRASH_PROBE);  // compiled in as a host path
+  probe.environment = platform::CurrentEnvironment();
+  probe.outputFile = scratch / "out";
+  probe.errorFile = scratch / "errors";
+  platform::RunChildToEnd(probe);  // ends by abort()
   std::string folder;
   std::ifstream(scratch / "out") >> folder;
   ASSERT_FALSE(folder.empty()) << "the probe did not start a server";
@@ -31,7 +39,7 @@ TEST(MariaDbFixture, TheServerDiesWithACrashedTestProgram) {
   bool alive = true;
   for (int i = 0; i < 300 && alive; ++i) {
     alive = ProcessAlive(pid);
-    if (alive) std::system("sleep 0.1");
+    if (alive) std::this_thread::sleep_for(std::chrono::milliseconds(100));
   }
   EXPECT_FALSE(alive) << "server " << pid << " outlived its test program";
   std::filesystem::remove_all(folder);

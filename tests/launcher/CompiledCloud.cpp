@@ -9,20 +9,13 @@
 #include <thread>
 
 #include "config/Deployment.h"
-#include "platform/ChildProcess.h"
+#include "tests/support/HostShell.h"
 
 namespace rotalis::test {
 namespace {
 
 constexpr const char* kLoopback = "https://127.0.0.1:";
 constexpr const char* kRulesPath = "/functions/v1/regras-por-cnpj";
-
-// Quoted for sh: the build folder may hold blanks.
-std::string ShellQuoted(const std::string& text) {
-  std::string quoted = "'";
-  for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return quoted + "'";
-}
 
 std::string CompiledPort(const Deployment& deployment) {
   const std::string& url = deployment.cloudUrl;
@@ -41,25 +34,26 @@ std::string CompiledPort(const Deployment& deployment) {
   return url.substr(prefix.size(), path - prefix.size());
 }
 
-// The certificates live two days; a build folder outlives that.
+// The certificates live two days; a build folder outlives that. Ones made
+// before the server certificate named 127.0.0.1 as a DNS name too (which
+// Schannel needs) are made again.
 void EnsureCertificates(const std::string& caFile) {
-  const std::string pki = std::filesystem::path(caFile).parent_path().string();
-  std::filesystem::create_directories(pki);
+  const std::string pki = caFile.substr(0, caFile.find_last_of('/'));
   const std::string script =
-      "cd \"$1\" 2>/dev/null && test -s server.key && test -s \"$3\" &&"
+      "mkdir -p \"$1\" && cd \"$1\" || exit 1\n"
+      "test -s server.key && test -s \"$3\" &&"
       " openssl x509 -checkend 3600 -noout -in server.pem >/dev/null 2>&1 &&"
-      " openssl x509 -checkend 3600 -noout -in \"$3\" >/dev/null 2>&1 && exit 0\n"
+      " openssl x509 -checkend 3600 -noout -in \"$3\" >/dev/null 2>&1 &&"
+      " openssl x509 -noout -ext subjectAltName -in server.pem 2>/dev/null |"
+      " grep -q 'DNS:127.0.0.1' && exit 0\n"
       "python3 -c 'import sys; sys.path.insert(0, sys.argv[1]);"
       " import fixture_server; fixture_server.make_certificates(sys.argv[2])' \"$2\" \"$1\" &&"
       " { test \"$1/ca.pem\" -ef \"$3\" || cp \"$1/ca.pem\" \"$3\"; }\n";
-  platform::ChildCommand command;
-  command.program = "/bin/sh";
-  command.arguments = {"-c", script, "sh", pki, ROTALIS_HTTP_FIXTURE_FOLDER, caFile};
-  command.environment = platform::CurrentEnvironment();
-  command.outputFile = "/dev/null";
-  command.errorFile = pki + "/make-certificates.log";
-  if (platform::RunChildToEnd(command) != 0)
-    throw std::runtime_error("cannot make the test CA in " + pki + "; see " + command.errorFile);
+  const std::string log = pki + "/make-certificates.log";
+  if (RunHostCommand("set -- " + ShellQuoted(pki) + " " + ShellQuoted(ROTALIS_HTTP_FIXTURE_FOLDER) +
+                         " " + ShellQuoted(caFile) + "\n" + script + "\n",
+                     nullptr) != 0)
+    throw std::runtime_error("cannot make the test CA in " + pki + "; see " + log);
 }
 
 }  // namespace
@@ -67,25 +61,25 @@ void EnsureCertificates(const std::string& caFile) {
 CompiledCloud::CompiledCloud() : folder_("rotalis-cloud") {
   const Deployment& compiled = Deployment::Compiled();
   const std::string port = CompiledPort(compiled);
-  EnsureCertificates(compiled.cloudCaFile);
-  const std::string pki = std::filesystem::path(compiled.cloudCaFile).parent_path().string() + "/";
+  // The build may name the CA file either way; the scripts want the host's.
+  const std::string& ca = compiled.cloudCaFile;
+  const std::string hostCa = ca.front() == '/' ? ca : HostPath(ca);
+  EnsureCertificates(hostCa);
+  const std::string pki = hostCa.substr(0, hostCa.rfind('/') + 1);
   std::filesystem::create_directories(folder_ / "rules");
   // The server's standard input is our pipe: when this process ends in any way
-  // the pipe closes and the server stops. "e" keeps the pipe out of the
-  // launchers and servers started later, which would otherwise hold it open.
-  const std::string command =
+  // the pipe closes and the server stops.
+  process_ = std::make_unique<HostProcess>(
       "exec python3 -u " + ShellQuoted(ROTALIS_CLOUD_FIXTURE_SCRIPT) + " --folder " +
-      ShellQuoted(folder_.Path()) + " --rules " + ShellQuoted(folder_ / "rules") + " --token " +
-      ShellQuoted(compiled.cloudToken) + " --port " + port + " --cert " +
-      ShellQuoted(pki + "server.pem") + " --key " + ShellQuoted(pki + "server.key") + " >" +
-      ShellQuoted(folder_ / "server.log") + " 2>&1";
-  process_ = popen(command.c_str(), "we");
-  if (process_ == nullptr) throw std::runtime_error("cannot start the cloud fixture server");
+      ShellQuoted(HostPath(folder_.Path())) + " --rules " +
+      ShellQuoted(HostPath(folder_ / "rules")) + " --token " + ShellQuoted(compiled.cloudToken) +
+      " --port " + port + " --cert " + ShellQuoted(pki + "server.pem") + " --key " +
+      ShellQuoted(pki + "server.key") + " >" + ShellQuoted(HostPath(folder_ / "server.log")) +
+      " 2>&1");
 
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   while (!std::filesystem::exists(folder_ / "port")) {
     if (std::chrono::steady_clock::now() > deadline) {
-      pclose(process_);
       throw std::runtime_error("the cloud fixture did not start on port " + port + ": " +
                                folder_.Read("server.log"));
     }
@@ -93,8 +87,9 @@ CompiledCloud::CompiledCloud() : folder_("rotalis-cloud") {
   }
 }
 
-// Closing the pipe is the stop signal; pclose waits until the server has gone.
-CompiledCloud::~CompiledCloud() { pclose(process_); }
+// Ending the process closes its input, the stop signal, and waits until the
+// server has gone.
+CompiledCloud::~CompiledCloud() = default;
 
 void CompiledCloud::SetRules(const std::string& cnpj, const std::string& body) const {
   if (cnpj.empty() || cnpj.find_first_not_of("0123456789") != std::string::npos)

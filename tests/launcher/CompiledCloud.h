@@ -8,9 +8,10 @@
 // resource lock "port8443"). The server stops when the object goes, and also
 // when the test program dies (it watches its standard input).
 
-#include <cstdio>
+#include <memory>
 #include <string>
 
+#include "tests/support/HostShell.h"
 #include "tests/support/TempFolder.h"
 
 namespace rotalis::test {
@@ -31,7 +32,7 @@ class CompiledCloud {
 
  private:
   TempFolder folder_;
-  std::FILE* process_ = nullptr;
+  std::unique_ptr<HostProcess> process_;
 };
 
 // The instance of this test program, started on first use and stopped when

@@ -9,10 +9,12 @@
 
 #include "config/Deployment.h"
 #include "net/JsonText.h"
+#include "platform/Environment.h"
 #include "platform/FileSystem.h"
 #include "platform/Ping.h"
 #include "tests/launcher/CompiledCloud.h"
 #include "tests/launcher/LauncherRun.h"
+#include "tests/support/HostShell.h"
 #include "tests/support/cloud/SyncSite.h"
 #include "tests/support/mariadb/MariaDbTest.h"
 #include "tests/support/nginx/NginxUpdateServer.h"
@@ -29,7 +31,8 @@ int Count(const std::string& text, const std::string& part) {
 }
 
 std::string FourFolders(const std::string& f) {
-  return f + "kernel:" + f + "BPLs:" + f + "Modulos:" + f + "DLLs";
+  const std::string sep(1, platform::PathListSeparator());
+  return f + "kernel" + sep + f + "BPLs" + sep + f + "Modulos" + sep + f + "DLLs";
 }
 
 class LauncherProgram : public ::testing::Test {
@@ -216,7 +219,7 @@ TEST_F(LauncherProgram, SamplePackageOpensTheMainFormUntilTheInputEnds) {
 }
 
 TEST(LauncherBinary, CarriesItsFileVersion) {
-  EXPECT_EQ(FileVersionText(ROTALIS_LAUNCHER_EXE), "25.28.501.14");
+  EXPECT_EQ(FileVersionText(LocalPath(ROTALIS_LAUNCHER_EXE)), "25.28.501.14");
 }
 
 }  // namespace

@@ -4,12 +4,27 @@
 
 #include "platform/ChildProcess.h"
 #include "platform/FileSystem.h"
+#include "tests/support/HostShell.h"
 #include "tests/support/cloud/SyncSite.h"
 #include "tests/support/mariadb/MariaDbTest.h"
+#if defined(_WIN32)
+#include "tests/support/RecordingInstaller.h"
+#endif
 
 namespace rotalis::test {
 
 namespace {
+
+#if defined(_WIN32)
+constexpr const char* kLauncherName = "rotalis.exe";
+constexpr const char* kAppFolderName = "App X\\";
+// Only the system folders: nothing the launcher's own folders could be.
+constexpr const char* kUnrelatedPath = "C:\\windows\\system32;C:\\windows";
+#else
+constexpr const char* kLauncherName = "rotalis";
+constexpr const char* kAppFolderName = "App X/";
+constexpr const char* kUnrelatedPath = "/usr/local/bin:/usr/bin:/bin";
+#endif
 
 void CopyFile(const std::string& from, const std::string& to) {
   platform::WriteFileBytes(to, platform::ReadFileBytes(from));
@@ -31,10 +46,11 @@ std::unique_ptr<TempFolder> DigitFreeTempFolder() {
 }  // namespace
 
 LauncherFolder::LauncherFolder(const std::string& cnpj)
-    : temp_(DigitFreeTempFolder()), folder_(*temp_ / "App X/") {
+    : temp_(DigitFreeTempFolder()), folder_(*temp_ / kAppFolderName) {
   platform::CreateDirectories(folder_);
-  CopyFile(ROTALIS_LAUNCHER_EXE, folder_ + "rotalis");
-  platform::MakeExecutable(folder_ + "rotalis");
+  // The build's paths are compiled in as host paths.
+  CopyFile(LocalPath(ROTALIS_LAUNCHER_EXE), folder_ + kLauncherName);
+  platform::MakeExecutable(folder_ + kLauncherName);
 
   MariaDbServer& server = SharedMariaDb();
   database_ = server.CreateDatabase();
@@ -47,32 +63,36 @@ LauncherFolder::LauncherFolder(const std::string& cnpj)
 }
 
 void LauncherFolder::PutPackage(const std::string& variant, const std::string& subfolder) {
-  const std::string source = variant == "sample"
-                                 ? std::string(ROTALIS_SAMPLE_PACKAGE)
-                                 : std::string(ROTALIS_TEST_PACKAGES) + variant + "/mrotalis.bpl";
+  const std::string source = LocalPath(variant == "sample" ? std::string(ROTALIS_SAMPLE_PACKAGE)
+                                                           : std::string(ROTALIS_TEST_PACKAGES) +
+                                                                 variant + "/mrotalis.bpl");
   const std::string target = subfolder.empty() ? folder_ : folder_ + subfolder + "/";
   platform::CreateDirectories(target);
   CopyFile(source, target + "mrotalis.bpl");
 }
 
 std::string LauncherFolder::InstallerScript() {
+#if defined(_WIN32)
+  return RecordingInstallerBytes();
+#else
   // Only shell built-ins: the PATH it inherits holds no system folder.
   return "#!/bin/sh\n"
          "printf 'installer %s %s PATH=%s\\n' \"${0##*/}\" \"$*\" \"$PATH\" >> "
          "\"$ROTALIS_TEST_MARKER\"\n";
+#endif
 }
 
 LauncherRun LauncherFolder::Run(const std::string& input) const {
   // No display, so the console backend runs; a PATH that must not survive.
   platform::ChildCommand command;
-  command.program = folder_ + "rotalis";
+  command.program = folder_ + kLauncherName;
   for (const auto& entry : platform::CurrentEnvironment()) {
     const std::string name = entry.substr(0, entry.find('='));
     if (name != "DISPLAY" && name != "WAYLAND_DISPLAY" && name != "PATH" &&
         name != "ROTALIS_TEST_MARKER")
       command.environment.push_back(entry);
   }
-  command.environment.push_back("PATH=/usr/local/bin:/usr/bin:/bin");
+  command.environment.push_back(std::string("PATH=") + kUnrelatedPath);
   command.environment.push_back("ROTALIS_TEST_MARKER=" + *temp_ / "marker.txt");
   command.inputFile = temp_->Write("input.txt", input);
   command.outputFile = *temp_ / "output.txt";

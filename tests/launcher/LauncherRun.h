@@ -41,8 +41,9 @@ class LauncherFolder {
   // the application folder ("" for the application folder itself).
   void PutPackage(const std::string& variant, const std::string& subfolder);
 
-  // An installer for the update server to hand out: a script that appends
-  // "installer <file name> <arguments> PATH=<its PATH>" to the marker file.
+  // An installer for the update server to hand out, which appends
+  // "installer <file name> <arguments> PATH=<its PATH>" to the marker file: a
+  // script on Linux, the recording installer program on Windows.
   static std::string InstallerScript();
 
   // Runs the launcher with `input` as standard input, PATH set to an

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
+
+#include <filesystem>
 
 #include "platform/Exception.h"
 #include "platform/FileSystem.h"
@@ -21,13 +22,16 @@ TEST(ResolveIgnoringCase, MatchesEachElementAndKeepsMissingSpelling) {
 
 TEST(Paths, ApplicationFolderIgnoresTheWorkingDirectory) {
   test::TempFolder elsewhere;
-  char previous[4096];
-  ASSERT_NE(getcwd(previous, sizeof previous), nullptr);
-  ASSERT_EQ(chdir(elsewhere.Path().c_str()), 0);
+  const auto previous = std::filesystem::current_path();
+  std::filesystem::current_path(elsewhere.Path());
   const std::string folder = ApplicationFolder();
-  ASSERT_EQ(chdir(previous), 0);
+  std::filesystem::current_path(previous);
   EXPECT_EQ(folder, FolderOf(ExecutablePath()));
+#if defined(_WIN32)
+  EXPECT_EQ(folder.back(), '\\');
+#else
   EXPECT_EQ(folder.back(), '/');
+#endif
   EXPECT_NE(folder, elsewhere.Path());
 }
 

@@ -1,4 +1,4 @@
-// stamp-version OUT a.b.c.d — writes a minimal ELF file carrying that version.
+// stamp-version OUT a.b.c.d — writes a program file carrying that version.
 #include <cstdio>
 #include <string>
 

@@ -1,38 +1,38 @@
 #include "tests/support/TempFolder.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
-#include <vector>
 
 namespace rotalis::test {
+namespace {
 
-TempFolder::TempFolder(const std::string& prefix) {
-  std::string pattern = (std::filesystem::temp_directory_path() / (prefix + "-XXXXXX")).string();
-  std::vector<char> buffer(pattern.begin(), pattern.end());
-  buffer.push_back('\0');
-  if (mkdtemp(buffer.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-  path_ = std::string(buffer.data()) + "/";
+// Paths are UTF-8 here; a plain string would be read in the ANSI code page on
+// Windows.
+std::filesystem::path FsPath(const std::string& utf8) {
+  return std::filesystem::path(
+      std::u8string(reinterpret_cast<const char8_t*>(utf8.data()), utf8.size()));
 }
+
+}  // namespace
 
 TempFolder::~TempFolder() {
   std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
+  std::filesystem::remove_all(FsPath(path_), ignored);
 }
 
 std::string TempFolder::Write(const std::string& relative, const std::string& bytes) const {
-  const std::filesystem::path file = path_ + relative;
+  const std::filesystem::path file = FsPath(path_ + relative);
   std::filesystem::create_directories(file.parent_path());
   std::ofstream out(file, std::ios::binary | std::ios::trunc);
   out << bytes;
-  if (!out) throw std::runtime_error("cannot write " + file.string());
-  return file.string();
+  if (!out) throw std::runtime_error("cannot write " + path_ + relative);
+  return path_ + relative;
 }
 
 std::string TempFolder::Read(const std::string& relative) const {
-  std::ifstream in(path_ + relative, std::ios::binary);
+  std::ifstream in(FsPath(path_ + relative), std::ios::binary);
   if (!in) throw std::runtime_error("cannot read " + path_ + relative);
   std::ostringstream content;
   content << in.rdbuf();

@@ -7,8 +7,10 @@
 
 namespace rotalis::test {
 
-// Writes a minimal ELF file at `path` that carries the version
-// major.minor.release.build (each 0..65535) and nothing else.
+// Writes a program file at `path` that carries the version
+// major.minor.release.build (each 0..65535): on Linux a minimal ELF file with
+// the version note and nothing else, on Windows a tiny program with a version
+// resource.
 void WriteVersionedFile(const std::string& path, std::uint16_t major, std::uint16_t minor,
                         std::uint16_t release, std::uint16_t build);
 

@@ -10,6 +10,11 @@
 #include "config/IniFile.h"
 #include "platform/Exception.h"
 #include "tests/update/UpdateFixture.h"
+#if defined(_WIN32)
+#include <windows.h>
+
+#include "platform/WideText_win.h"
+#endif
 #include "update/UpdateDriver.h"
 
 namespace rotalis::test {
@@ -121,19 +126,26 @@ TEST_F(DriverTest, InstallerWithoutDigitsEndsTheStartUp) {
 }
 
 TEST_F(DriverTest, InstallerThatCannotStartIsReportedAndTheNextRuns) {
+#if defined(_WIN32)
+  // Windows has no permission to run a file; it refuses one that is no program.
+  app.Write("atualizadores_versao/Setup_1.02.3.9.exe", "not a program");
+  const std::string refusal = platform::WindowsErrorMessage(ERROR_BAD_EXE_FORMAT);
+#else
   std::filesystem::permissions(PutInstaller("Setup_1.02.3.9.exe"),
                                std::filesystem::perms::owner_read);
+  const std::string refusal = "Permission denied";
+#endif
   PutInstaller("Setup_1.02.4.0.exe");
 
   UpdateInstallation(ui, here);
 
-  EXPECT_THAT(ui.messages, ElementsAre("Permission denied"));
+  EXPECT_THAT(ui.messages, ElementsAre(refusal));
   EXPECT_THAT(RunNames(), ElementsAre("Setup_1.02.4.0.exe"));
   EXPECT_EQ(ui.terminateCalls, 2);
 }
 
 TEST_F(DriverTest, UnreadableLauncherVersionRunsEveryNumberedInstaller) {
-  app.Write("rotalis", "no version in here");
+  app.Write(here.executablePath.substr(app.Path().size()), "no version in here");
   PutInstaller("Setup_1.exe");
 
   UpdateInstallation(ui, here);

@@ -4,7 +4,11 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "platform/Environment.h"
 #include "tests/support/VersionedFile.h"
+#if defined(_WIN32)
+#include "tests/support/RecordingInstaller.h"
+#endif
 
 namespace rotalis::test {
 
@@ -24,18 +28,28 @@ std::unique_ptr<TempFolder> DigitFreeTempFolder() {
 
 UpdateTest::UpdateTest() : appFolder(DigitFreeTempFolder()), app(*appFolder) {
   here.folder = app.Path();
+#if defined(_WIN32)
+  here.executablePath = app / "rotalis.exe";
+  // The recording installer learns from its environment where to record.
+  platform::SetEnvironment("ROTALIS_TEST_RUNS", app / "runs.log");
+#else
   here.executablePath = app / "rotalis";
+#endif
   WriteVersionedFile(here.executablePath, 1, 2, 3, 4);
   here.deployment.updateServer = "127.0.0.1";
 }
 
 std::string UpdateTest::InstallerScript() const {
+#if defined(_WIN32)
+  return RecordingInstallerBytes();
+#else
   // One line per start: name, then each argument, then PATH, tab-separated.
   return "#!/bin/sh\n"
          "line=\"${0##*/}\"\n"
          "for a in \"$@\"; do line=\"$line\t$a\"; done\n"
          "printf '%s\\tPATH=%s\\n' \"$line\" \"$PATH\" >> '" +
          app / "runs.log" + "'\n";
+#endif
 }
 
 std::string UpdateTest::PutInstaller(const std::string& name) const {

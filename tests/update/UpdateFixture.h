@@ -2,7 +2,8 @@
 // What the self-update tests share: a real update server (nginx on
 // 127.0.0.1:8063), an application folder whose path holds no digit (installer
 // numbers are read from the whole path), a launcher stamped 1.2.3.4 and
-// installers that are small scripts recording how they were started.
+// installers that record how they were started: small scripts on Linux, the
+// recording installer program on Windows.
 
 #include <gtest/gtest.h>
 
@@ -28,9 +29,9 @@ class UpdateTest : public ::testing::Test {
  protected:
   UpdateTest();
 
-  // An installer script in the cache that records its start into the run log.
+  // An installer in the cache that records its start into the run log.
   std::string PutInstaller(const std::string& name) const;
-  // The same script as bytes, for the server to hand out.
+  // The same installer as bytes, for the server to hand out.
   std::string InstallerScript() const;
   std::vector<InstallerRun> Runs() const;
   bool Exists(const std::string& relative) const;

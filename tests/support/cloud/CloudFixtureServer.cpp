@@ -40,18 +40,15 @@ CloudFixtureServer::CloudFixtureServer(std::string token)
   std::filesystem::create_directories(folder_ / "rules");
   // The server's standard input is our pipe: when this process ends in any way
   // the pipe closes and the server stops.
-  const std::string command = "exec python3 -u '" ROTALIS_CLOUD_FIXTURE_SCRIPT "' --folder '" +
-                              folder_.Path() + "' --rules '" + (folder_ / "rules") + "' --token '" +
-                              token_ + "' >'" + (folder_ / "server.log") + "' 2>&1";
-  // "e": the pipe must not leak into programs started later (the MariaDB server
-  // would hold it open, and the fixture would never see it close).
-  process_ = popen(command.c_str(), "we");
-  if (process_ == nullptr) throw std::runtime_error("cannot start the cloud fixture server");
+  process_ = std::make_unique<HostProcess>(
+      "exec python3 -u " + ShellQuoted(ROTALIS_CLOUD_FIXTURE_SCRIPT) + " --folder " +
+      ShellQuoted(HostPath(folder_.Path())) + " --rules " +
+      ShellQuoted(HostPath(folder_ / "rules")) + " --token " + ShellQuoted(token_) + " >" +
+      ShellQuoted(HostPath(folder_ / "server.log")) + " 2>&1");
 
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   while (!std::filesystem::exists(folder_ / "port")) {
     if (std::chrono::steady_clock::now() > deadline) {
-      pclose(process_);
       throw std::runtime_error("the cloud fixture server did not start: " +
                                folder_.Read("server.log"));
     }
@@ -60,9 +57,9 @@ CloudFixtureServer::CloudFixtureServer(std::string token)
   port_ = std::stoi(folder_.Read("port"));
 }
 
-// Closing the pipe is the stop signal (writing to it could raise SIGPIPE should
-// the server have died); pclose waits until the server has gone.
-CloudFixtureServer::~CloudFixtureServer() { pclose(process_); }
+// Ending the process closes its input, the stop signal, and waits until the
+// server has gone.
+CloudFixtureServer::~CloudFixtureServer() = default;
 
 std::string CloudFixtureServer::Url() const {
   return "https://127.0.0.1:" + std::to_string(port_) + "/functions/v1/regras-por-cnpj";

@@ -5,12 +5,13 @@
 // wrong bearer token with 401, and logs every request. It gets a CA and server
 // certificate of its own, and stops when the object goes or the program dies.
 
-#include <cstdio>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "config/Deployment.h"
+#include "tests/support/HostShell.h"
 #include "tests/support/TempFolder.h"
 
 namespace rotalis::test {
@@ -51,7 +52,7 @@ class CloudFixtureServer {
  private:
   TempFolder folder_;
   std::string token_;
-  std::FILE* process_ = nullptr;
+  std::unique_ptr<HostProcess> process_;
   int port_ = 0;
 };
 

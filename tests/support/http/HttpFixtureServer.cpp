@@ -54,18 +54,17 @@ std::optional<std::string> LoggedRequest::Header(const std::string& name) const 
 HttpFixtureServer::HttpFixtureServer() : folder_("rotalis-http") {
   // The server's standard input is our pipe: when this process ends in any way
   // the pipe closes and the server stops.
-  const std::string command = "exec python3 -u '" ROTALIS_HTTP_FIXTURE_SCRIPT "' --folder '" +
-                              folder_.Path() + "' >'" + folder_.Path() + "server.log' 2>&1";
-  process_ = popen(command.c_str(), "we");
-  if (process_ == nullptr) throw std::runtime_error("cannot start the HTTP fixture server");
+  process_ =
+      std::make_unique<HostProcess>("exec python3 -u " + ShellQuoted(ROTALIS_HTTP_FIXTURE_SCRIPT) +
+                                    " --folder " + ShellQuoted(HostPath(folder_.Path())) + " >" +
+                                    ShellQuoted(HostPath(folder_ / "server.log")) + " 2>&1");
 
   const std::string ports = folder_ / "ports.json";
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   while (!std::filesystem::exists(ports)) {
     if (std::chrono::steady_clock::now() > deadline) {
-      const std::string log = ReadAll(folder_ / "server.log");
-      pclose(process_);
-      throw std::runtime_error("the HTTP fixture server did not start: " + log);
+      throw std::runtime_error("the HTTP fixture server did not start: " +
+                               ReadAll(folder_ / "server.log"));
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
@@ -74,9 +73,9 @@ HttpFixtureServer::HttpFixtureServer() : folder_("rotalis-http") {
   httpsPort_ = parsed.at("https").get<int>();
 }
 
-// Closing the pipe is the stop signal (writing to it could raise SIGPIPE should
-// the server have died); pclose waits until the server has gone.
-HttpFixtureServer::~HttpFixtureServer() { pclose(process_); }
+// Ending the process closes its input, the stop signal, and waits until the
+// server has gone.
+HttpFixtureServer::~HttpFixtureServer() = default;
 
 std::string HttpFixtureServer::HttpBase() const {
   return "http://127.0.0.1:" + std::to_string(httpPort_);

@@ -5,13 +5,14 @@
 // is logged and can be read back. The server stops when the object goes, and
 // also when the test program dies (it watches its standard input).
 
-#include <cstdio>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "tests/support/HostShell.h"
 #include "tests/support/TempFolder.h"
 
 namespace rotalis::test {
@@ -64,7 +65,7 @@ class HttpFixtureServer {
   void WriteRoutes() const;
 
   TempFolder folder_;
-  std::FILE* process_ = nullptr;
+  std::unique_ptr<HostProcess> process_;
   int httpPort_ = 0;
   int httpsPort_ = 0;
   std::map<std::string, FixtureReply> routes_;

@@ -24,28 +24,25 @@ std::vector<nlohmann::json> JsonLines(const TempFolder& folder, const std::strin
   return entries;
 }
 
-std::string Quoted(const std::string& text) { return "'" + text + "'"; }
-
 }  // namespace
 
 MantisFixtureServer::MantisFixtureServer(const MantisTrackerSetup& setup)
     : folder_("rotalis-mantis") {
-  std::string command = "exec python3 -u " + Quoted(ROTALIS_MANTIS_FIXTURE_SCRIPT) + " --folder " +
-                        Quoted(folder_.Path()) + " --wsdl " + Quoted(ROTALIS_MANTIS_WSDL) +
-                        " --account " + Quoted(setup.account) + " --password " +
-                        Quoted(setup.password);
-  for (const std::string& project : setup.projects) command += " --project " + Quoted(project);
-  for (const std::string& category : setup.categories) command += " --category " + Quoted(category);
-  command += " >" + Quoted(folder_ / "server.log") + " 2>&1";
+  std::string command = "exec python3 -u " + ShellQuoted(ROTALIS_MANTIS_FIXTURE_SCRIPT) +
+                        " --folder " + ShellQuoted(HostPath(folder_.Path())) + " --wsdl " +
+                        ShellQuoted(ROTALIS_MANTIS_WSDL) + " --account " +
+                        ShellQuoted(setup.account) + " --password " + ShellQuoted(setup.password);
+  for (const std::string& project : setup.projects) command += " --project " + ShellQuoted(project);
+  for (const std::string& category : setup.categories)
+    command += " --category " + ShellQuoted(category);
+  command += " >" + ShellQuoted(HostPath(folder_ / "server.log")) + " 2>&1";
   // The server's standard input is our pipe: however this process ends, the
   // pipe closes and the server stops.
-  process_ = popen(command.c_str(), "we");
-  if (process_ == nullptr) throw std::runtime_error("cannot start the fixture tracker");
+  process_ = std::make_unique<HostProcess>(command);
   const std::string portFile = folder_ / "port";
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   while (!std::filesystem::exists(portFile)) {
     if (std::chrono::steady_clock::now() > deadline) {
-      pclose(process_);
       throw std::runtime_error("the fixture tracker did not start: " +
                                ReadIfThere(folder_, "server.log"));
     }
@@ -54,7 +51,7 @@ MantisFixtureServer::MantisFixtureServer(const MantisTrackerSetup& setup)
   port_ = std::stoi(folder_.Read("port"));
 }
 
-MantisFixtureServer::~MantisFixtureServer() { pclose(process_); }
+MantisFixtureServer::~MantisFixtureServer() = default;
 
 std::string MantisFixtureServer::BaseUrl() const {
   return "http://127.0.0.1:" + std::to_string(port_) + "/erros";

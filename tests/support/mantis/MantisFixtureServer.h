@@ -5,11 +5,12 @@
 // when the object goes, and also when the test program dies (it watches its
 // standard input).
 
-#include <cstdio>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "tests/support/HostShell.h"
 #include "tests/support/TempFolder.h"
 
 namespace rotalis::test {
@@ -52,7 +53,7 @@ class MantisFixtureServer {
 
  private:
   TempFolder folder_;
-  std::FILE* process_ = nullptr;
+  std::unique_ptr<HostProcess> process_;
   int port_ = 0;
 };
 

@@ -10,6 +10,7 @@
 
 #include "db/TDbConnection.h"
 #include "db/TMySQLProvider.h"
+#include "tests/support/HostShell.h"
 
 namespace rotalis::test {
 namespace {
@@ -21,14 +22,13 @@ std::string ReadFile(const std::string& path) {
   return content.str();
 }
 
+// A host path, compiled in.
 std::string Fixture() { return ROTALIS_MARIADB_FIXTURE; }
 
-// Runs the fixture script; its output goes to a file of the server's folder.
-int RunFixture(const std::string& arguments, const std::string& output) {
-  // $PPID, expanded by the shell that system() starts, is this test program:
-  // the watchdog kills the server when that process is gone.
-  const std::string command = "bash '" + Fixture() + "' " + arguments + " >'" + output + "' 2>&1";
-  return std::system(command.c_str());
+// Runs the fixture script; its output goes to `hostOutput`.
+int RunFixture(const std::string& arguments, const std::string& hostOutput) {
+  return RunHostCommand("bash " + ShellQuoted(Fixture()) + " " + arguments + " >" +
+                        ShellQuoted(hostOutput) + " 2>&1");
 }
 
 struct AdminSession {
@@ -54,7 +54,10 @@ struct AdminSession {
 
 MariaDbServer::MariaDbServer() : folder_("rotalis-mariadb") {
   const std::string output = folder_ / "start.out";
-  if (RunFixture("start '" + folder_.Path() + "' \"$PPID\"", output) != 0) {
+  // The fixture's watchdog kills the server once the lifeline is gone.
+  if (RunFixture(
+          "start " + ShellQuoted(HostPath(folder_.Path())) + " " + std::to_string(lifeline_.Pid()),
+          HostPath(output)) != 0) {
     throw std::runtime_error("the MariaDB fixture did not start:\n" + ReadFile(output));
   }
   port_ = std::atoi(ReadFile(folder_ / "port").c_str());
@@ -63,7 +66,9 @@ MariaDbServer::MariaDbServer() : folder_("rotalis-mariadb") {
   TMySQLProvider provider;
 }
 
-MariaDbServer::~MariaDbServer() { RunFixture("stop '" + folder_.Path() + "'", "/dev/null"); }
+MariaDbServer::~MariaDbServer() {
+  RunFixture("stop " + ShellQuoted(HostPath(folder_.Path())), "/dev/null");
+}
 
 void MariaDbServer::Execute(const std::string& sql, const std::string& database) const {
   AdminSession session(*this, database);
@@ -97,7 +102,7 @@ std::string MariaDbServer::CreateDatabase() {
 
 void MariaDbServer::CreateErpTables(const std::string& database) const {
   const std::string script = Fixture().substr(0, Fixture().rfind('/') + 1) + "erp-tables.sql";
-  Execute(ReadFile(script), database);
+  Execute(ReadFile(LocalPath(script)), database);
 }
 
 void MariaDbServer::Configure(TDbConnection& connection, const std::string& database) const {
@@ -110,14 +115,15 @@ void MariaDbServer::Configure(TDbConnection& connection, const std::string& data
 }
 
 int MariaDbServer::UnusedPort() {
-  // Bound and released at once: nothing listens there afterwards.
-  const std::string command =
+  // Bound and released at once: nothing listens there afterwards. Asked of the
+  // host, whose ports these are.
+  std::string output;
+  const int status = RunHostCommand(
       "python3 -c 'import socket; s = socket.socket(); s.bind((\"127.0.0.1\", 0)); "
-      "print(s.getsockname()[1])'";
-  std::unique_ptr<FILE, decltype(&pclose)> pipe(popen(command.c_str(), "r"), &pclose);
-  if (!pipe) throw std::runtime_error("cannot run python3");
-  int port = 0;
-  if (std::fscanf(pipe.get(), "%d", &port) != 1) throw std::runtime_error("no free port");
+      "print(s.getsockname()[1])'",
+      &output);
+  const int port = status == 0 ? std::atoi(output.c_str()) : 0;
+  if (port <= 0) throw std::runtime_error("no free port");
   return port;
 }
 

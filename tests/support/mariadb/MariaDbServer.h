@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 
+#include "tests/support/HostShell.h"
 #include "tests/support/TempFolder.h"
 
 namespace rotalis {
@@ -53,6 +54,7 @@ class MariaDbServer {
   static int UnusedPort();
 
  private:
+  HostLifeline lifeline_;
   TempFolder folder_;
   std::string host_ = "127.0.0.1";
   int port_ = 0;

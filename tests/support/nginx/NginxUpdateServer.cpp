@@ -20,20 +20,12 @@ std::string ReadAll(const std::string& path) {
   return content.str();
 }
 
-// Quoted for sh: the fixture's paths are ours, but may hold blanks.
-std::string ShellQuoted(const std::string& text) {
-  std::string quoted = "'";
-  for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return quoted + "'";
-}
-
 }  // namespace
 
 NginxUpdateServer::NginxUpdateServer() : folder_("rotalis-nginx") {
-  const std::string command = "sh " + ShellQuoted(ROTALIS_NGINX_FIXTURE_SCRIPT) + " " +
-                              ShellQuoted(folder_.Path().substr(0, folder_.Path().size() - 1));
-  process_ = popen(command.c_str(), "we");
-  if (process_ == nullptr) throw std::runtime_error("cannot run " + command);
+  const std::string work = HostPath(folder_.Path());
+  process_ = std::make_unique<HostProcess>("exec sh " + ShellQuoted(ROTALIS_NGINX_FIXTURE_SCRIPT) +
+                                           " " + ShellQuoted(work.substr(0, work.size() - 1)));
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
   std::string state;
   while ((state = ReadAll(folder_ / "state")).empty() &&
@@ -41,16 +33,13 @@ NginxUpdateServer::NginxUpdateServer() : folder_("rotalis-nginx") {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   if (state.rfind("ready", 0) != 0) {
-    pclose(process_);
     throw std::runtime_error("the nginx update server did not start: " +
                              (state.empty() ? std::string("no answer within 10 s") : state));
   }
 }
 
-NginxUpdateServer::~NginxUpdateServer() {
-  // Closing the script's input stops nginx; pclose waits until it is gone.
-  pclose(process_);
-}
+// Closing the script's input stops nginx; the process waits until it is gone.
+NginxUpdateServer::~NginxUpdateServer() = default;
 
 std::string NginxUpdateServer::Base() { return "http://127.0.0.1:8063"; }
 
@@ -70,11 +59,10 @@ std::string NginxUpdateServer::PublishFile(const std::string& key, const std::st
 void NginxUpdateServer::PublishGzippedFile(const std::string& key, const std::string& name,
                                            const std::string& bytes) const {
   const std::string path = PublishFile(key, name, bytes);
-  const std::string command = "gzip -n -c > " + ShellQuoted(path + ".gz");
-  std::FILE* gzip = popen(command.c_str(), "w");
-  if (gzip == nullptr) throw std::runtime_error("cannot run " + command);
-  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), gzip) == bytes.size();
-  if (pclose(gzip) != 0 || !written) throw std::runtime_error("gzip failed for " + path);
+  const std::string hostPath = HostPath(path);
+  if (RunHostCommand("gzip -n -c <" + ShellQuoted(hostPath) + " >" +
+                     ShellQuoted(hostPath + ".gz")) != 0)
+    throw std::runtime_error("gzip failed for " + path);
 }
 
 std::vector<ServedRequest> NginxUpdateServer::Requests() const {

@@ -6,10 +6,11 @@
 // watches its standard input). Port 8063 is fixed: one instance at a time.
 
 #include <cstdint>
-#include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "tests/support/HostShell.h"
 #include "tests/support/TempFolder.h"
 
 namespace rotalis::test {
@@ -52,7 +53,7 @@ class NginxUpdateServer {
   std::string ServedPath(const std::string& key, const std::string& name) const;
 
   TempFolder folder_;
-  std::FILE* process_ = nullptr;
+  std::unique_ptr<HostProcess> process_;
   mutable int marks_ = 0;
 };
 
