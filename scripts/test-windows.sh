@@ -62,6 +62,9 @@ trap 'exit 130' INT TERM
 # CTest starts, or they keep CTest's output pipe open.
 if [ ! -f "$WINEPREFIX/system.reg" ]; then
   "$wine64" wineboot -i >"$build/wineboot.log" 2>&1
+  # The server wineboot started stays a few seconds more; a persistent one can
+  # only start once it has gone.
+  wineserver -w
 fi
 wineserver -p </dev/null >/dev/null 2>&1
 "$wine64" cmd /c exit >/dev/null 2>&1 </dev/null || true

@@ -11,6 +11,7 @@
 #include "net/JsonText.h"
 #include "platform/Environment.h"
 #include "platform/FileSystem.h"
+#include "platform/Paths.h"
 #include "platform/Ping.h"
 #include "tests/launcher/CompiledCloud.h"
 #include "tests/launcher/LauncherRun.h"
@@ -30,9 +31,35 @@ int Count(const std::string& text, const std::string& part) {
   return count;
 }
 
+// The PATH the launcher sets. Windows has a separator after every folder, the
+// last one included; elsewhere a trailing separator would mean the working
+// directory.
 std::string FourFolders(const std::string& f) {
   const std::string sep(1, platform::PathListSeparator());
-  return f + "kernel" + sep + f + "BPLs" + sep + f + "Modulos" + sep + f + "DLLs";
+  std::string path;
+  for (const char* name : {"kernel", "BPLs", "Modulos", "DLLs"}) {
+#if defined(_WIN32)
+    path += platform::JoinPath(f, name) + sep;
+#else
+    path += (path.empty() ? "" : sep) + platform::JoinPath(f, name);
+#endif
+  }
+  return path;
+}
+
+// How the installer recorded its argument text. Windows hands the text over
+// as it is; the Linux script sees the arguments split at blanks and joins
+// them with one.
+std::string RecordedInstallerArguments() {
+#if defined(_WIN32)
+  return "  /silent /nocancel  /ALLUSERS ";
+#else
+  return "/silent /nocancel /ALLUSERS";
+#endif
+}
+
+std::string Modulos(const LauncherFolder& app) {
+  return platform::JoinPath(app.Folder(), "Modulos");
 }
 
 class LauncherProgram : public ::testing::Test {
@@ -120,7 +147,8 @@ TEST_F(LauncherProgram, EndsTheStartUpWithAnErrorWhenThePackageCannotBeHosted) {
   EXPECT_EQ(none.exitStatus, 1);
   EXPECT_NE(none.errors.find("Cannot load the module package mrotalis.bpl"), std::string::npos)
       << none.errors;
-  EXPECT_NE(none.errors.find(missing.Folder() + "Modulos/"), std::string::npos) << none.errors;
+  EXPECT_NE(none.errors.find(Modulos(missing) + platform::PathSeparator()), std::string::npos)
+      << none.errors;
 
   LauncherFolder newer;
   newer.PutPackage("newcontract", "Modulos");
@@ -134,11 +162,11 @@ TEST_F(LauncherProgram, EndsTheStartUpWithAnErrorWhenThePackageCannotBeHosted) {
 
   LauncherFolder damaged;
   damaged.PutPackage("standard", "Modulos");
-  platform::WriteFileBytes(damaged.Folder() + "Modulos/mrotalis.bpl", "not a library");
+  const std::string package = platform::JoinPath(Modulos(damaged), "mrotalis.bpl");
+  platform::WriteFileBytes(package, "not a library");
   const auto broken = damaged.Run();
   EXPECT_EQ(broken.exitStatus, 1);
-  EXPECT_NE(broken.errors.find("Cannot load " + damaged.Folder() + "Modulos/mrotalis.bpl: "),
-            std::string::npos)
+  EXPECT_NE(broken.errors.find("Cannot load " + package + ": "), std::string::npos)
       << broken.errors;
 }
 
@@ -198,10 +226,12 @@ TEST_F(LauncherProgram, AnInstallerInheritsExactlyTheFourFoldersAndEndsTheLoop) 
   EXPECT_EQ(run.exitStatus, 0) << run.errors;
   EXPECT_EQ(RuleCodes(app), "000001,000002");
   const std::string four = FourFolders(app.Folder());
-  EXPECT_EQ(run.marker, "installer Setup_25.28.502.10.exe /silent /nocancel /ALLUSERS PATH=" +
-                            four + "\nloaded standard PATH=" + four + "\nMainForm standard\n");
+  EXPECT_EQ(run.marker, "installer Setup_25.28.502.10.exe " + RecordedInstallerArguments() +
+                            " PATH=" + four + "\nloaded standard PATH=" + four +
+                            "\nMainForm standard\n");
   EXPECT_EQ(run.errors.find("is open"), std::string::npos) << run.errors;
-  EXPECT_TRUE(platform::FileExists(app.Folder() + "atualizadores_versao/Setup_25.28.500.10.exe"));
+  EXPECT_TRUE(platform::FileExists(platform::JoinPath(
+      platform::JoinPath(app.Folder(), "atualizadores_versao"), "Setup_25.28.500.10.exe")));
   EXPECT_NE(platform::ReadFileBytes(app.Folder() + "kelvaERP.ini").find("Versao=252850114"),
             std::string::npos);
 }

@@ -34,6 +34,19 @@ std::string ReadIfPresent(const std::string& path) {
   return platform::FileExists(path) ? platform::ReadFileBytes(path) : std::string();
 }
 
+// The launcher's console text ends its lines the platform's way ("\r\n" on
+// Windows, where its streams are in text mode); the tests compare lines.
+std::string ConsoleLines(std::string text) {
+#if defined(_WIN32)
+  std::string lines;
+  for (std::size_t at = 0; at < text.size(); ++at)
+    if (!(text[at] == '\r' && at + 1 < text.size() && text[at + 1] == '\n')) lines += text[at];
+  return lines;
+#else
+  return text;
+#endif
+}
+
 // A random folder name often has no digit; a few attempts find one.
 std::unique_ptr<TempFolder> DigitFreeTempFolder() {
   for (int attempt = 0; attempt < 200; ++attempt) {
@@ -100,8 +113,8 @@ LauncherRun LauncherFolder::Run(const std::string& input) const {
 
   LauncherRun run;
   run.exitStatus = platform::RunChildToEnd(command);
-  run.output = ReadIfPresent(command.outputFile);
-  run.errors = ReadIfPresent(command.errorFile);
+  run.output = ConsoleLines(ReadIfPresent(command.outputFile));
+  run.errors = ConsoleLines(ReadIfPresent(command.errorFile));
   run.marker = ReadIfPresent(*temp_ / "marker.txt");
   platform::WriteFileBytes(*temp_ / "marker.txt", "");
   return run;

@@ -19,9 +19,12 @@ inline constexpr const char* kCompanyCnpj = "12345678000190";
 
 struct LauncherRun {
   int exitStatus = -1;
-  std::string output;  // standard output
-  std::string errors;  // standard error, where the console backend shows everything
-  std::string marker;  // what the test packages and installers wrote (see packages/)
+  // Standard output and standard error (where the console backend shows
+  // everything), their lines ending with "\n" on every platform.
+  std::string output;
+  std::string errors;
+  // What the test packages and installers wrote (see packages/), as written.
+  std::string marker;
 };
 
 class LauncherFolder {
@@ -43,7 +46,8 @@ class LauncherFolder {
 
   // An installer for the update server to hand out, which appends
   // "installer <file name> <arguments> PATH=<its PATH>" to the marker file: a
-  // script on Linux, the recording installer program on Windows.
+  // script on Linux (the arguments joined with one blank), the recording
+  // installer program on Windows (the argument text exactly as given).
   static std::string InstallerScript();
 
   // Runs the launcher with `input` as standard input, PATH set to an

@@ -2,7 +2,7 @@
 // was started and does nothing else. The Linux tests use shell scripts.
 //
 // With ROTALIS_TEST_MARKER set it appends
-//     installer <file name> <argument text as received> PATH=<PATH>
+//     installer <file name> <argument text as given> PATH=<PATH>
 // and with ROTALIS_TEST_RUNS set
 //     <file name>\t<argument 1>\t...\tPATH=<PATH>
 // (arguments split the way Windows programs split them). A file name starting
@@ -43,7 +43,9 @@ std::wstring FileName() {
   return full.substr(full.find_last_of(L"\\/") + 1);
 }
 
-// What follows the program name, as Windows programs find its end.
+// The argument text exactly as its starter gave it: what follows the program
+// name and the one blank the shell puts after it. Blanks of the text itself,
+// leading and trailing ones included, are kept.
 std::wstring ArgumentText() {
   const wchar_t* line = GetCommandLineW();
   if (*line == L'"') {
@@ -53,7 +55,7 @@ std::wstring ArgumentText() {
   } else {
     while (*line != L'\0' && *line != L' ' && *line != L'\t') ++line;
   }
-  while (*line == L' ' || *line == L'\t') ++line;
+  if (*line == L' ' || *line == L'\t') ++line;
   return line;
 }
 

@@ -5,7 +5,14 @@
    exports "mainform" instead of "MainForm"; TEST_FORM_NAME names the form;
    TEST_CONTRACT declares another contract version; TEST_SPEC_SIZE passes a
    form spec of that size, as a package built against an older, shorter
-   RotalisFormSpec would. */
+   RotalisFormSpec would.
+   On Windows the environment is read from the process's environment block:
+   the launcher changes PATH there, and the C runtime's copy (getenv) only
+   holds what the process started with. */
+#if defined(_WIN32)
+#include <windows.h>
+#endif
+
 #include <stddef.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -26,25 +33,58 @@ ROTALIS_MODULE_EXPORT const uint32_t RotalisModuleContractVersion = TEST_CONTRAC
 ROTALIS_MODULE_DECLARE_CONTRACT();
 #endif
 
-static void Mark(const char* what, const char* detail) {
+#if defined(_WIN32)
+/* Into `text` as UTF-8, as the marker file is; 0 when the variable is not
+   set or does not fit. */
+static int Variable(const wchar_t* name, char* text, int size) {
+  wchar_t wide[4096];
+  const DWORD length = GetEnvironmentVariableW(name, wide, sizeof wide / sizeof *wide);
+  if (length == 0 || length >= sizeof wide / sizeof *wide) return 0;
+  const int bytes = WideCharToMultiByte(CP_UTF8, 0, wide, (int)length, text, size - 1, NULL, NULL);
+  if (bytes == 0) return 0;
+  text[bytes] = '\0';
+  return 1;
+}
+
+static FILE* OpenMarker(void) {
+  wchar_t path[4096];
+  const DWORD length =
+      GetEnvironmentVariableW(L"ROTALIS_TEST_MARKER", path, sizeof path / sizeof *path);
+  if (length == 0 || length >= sizeof path / sizeof *path) return NULL;
+  /* Binary: the lines end with "\n" on every platform. */
+  return _wfopen(path, L"ab");
+}
+
+static int PathText(char* text, int size) { return Variable(L"PATH", text, size); }
+#else
+static FILE* OpenMarker(void) {
   const char* path = getenv("ROTALIS_TEST_MARKER");
-  if (path == NULL) return;
-  FILE* file = fopen(path, "a");
+  return path == NULL ? NULL : fopen(path, "a");
+}
+
+static int PathText(char* text, int size) {
+  const char* path = getenv("PATH");
+  return path != NULL && snprintf(text, (size_t)size, "%s", path) < size;
+}
+#endif
+
+static void Mark(const char* what, const char* detail) {
+  FILE* file = OpenMarker();
   if (file == NULL) return;
   fprintf(file, "%s %s%s\n", what, TEST_VARIANT, detail);
   fclose(file);
 }
 
 __attribute__((constructor)) static void Initialise(void) {
-  const char* path = getenv("PATH");
-  char line[4096];
-  snprintf(line, sizeof line, " PATH=%s", path ? path : "(unset)");
+  char path[8192];
+  char line[8300];
+  snprintf(line, sizeof line, " PATH=%s", PathText(path, sizeof path) ? path : "(unset)");
   Mark("loaded", line);
 }
 
 static void CreateMainForm(RotalisApplication* application) {
-  RotalisFormSpec spec = {TEST_SPEC_SIZE, TEST_FORM_NAME, "Test " TEST_VARIANT,
-                          "form of the test package", 0, 0};
+  RotalisFormSpec spec = {
+      TEST_SPEC_SIZE, TEST_FORM_NAME, "Test " TEST_VARIANT, "form of the test package", 0, 0};
   Mark("MainForm", "");
   application->create_form(application, &spec);
 }
