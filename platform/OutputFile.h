@@ -28,6 +28,10 @@ class OutputFile {
   const std::string& Path() const { return path_; }
 
  private:
+  // Network pieces arrive in a few kilobytes each; one system call per
+  // megabyte keeps a large download as fast as the network allows.
+  static constexpr std::size_t kBufferSize = 1 << 20;
+
   void WriteThrough(const char* data, std::size_t size);
 
   std::string path_;

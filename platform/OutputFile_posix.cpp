@@ -9,13 +9,6 @@
 #include "platform/FileSystem.h"
 
 namespace rotalis::platform {
-namespace {
-
-// Network pieces arrive in a few kilobytes each; one system call per megabyte
-// keeps a large download as fast as the network allows.
-constexpr std::size_t kBufferSize = 1 << 20;
-
-}  // namespace
 
 OutputFile::OutputFile(const std::string& path, bool executable) : path_(path) {
   file_ = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, executable ? 0777 : 0666);
@@ -31,26 +24,6 @@ OutputFile::~OutputFile() {
     // Only reached when the transfer failed already; that error is the one reported.
   }
   close(file_);
-}
-
-void OutputFile::Write(const char* data, std::size_t size) {
-  if (buffer_.size() + size > kBufferSize) Flush();
-  if (size >= kBufferSize) {
-    WriteThrough(data, size);
-  } else {
-    buffer_.append(data, size);
-  }
-}
-
-void OutputFile::Flush() {
-  if (buffer_.empty()) return;
-  try {
-    WriteThrough(buffer_.data(), buffer_.size());
-  } catch (const Exception&) {
-    buffer_.clear();  // reported once, not again when the file closes
-    throw;
-  }
-  buffer_.clear();
 }
 
 void OutputFile::WriteThrough(const char* data, std::size_t size) {

@@ -8,13 +8,6 @@
 #include "platform/WideText_win.h"
 
 namespace rotalis::platform {
-namespace {
-
-// Network pieces arrive in a few kilobytes each; one system call per megabyte
-// keeps a large download as fast as the network allows.
-constexpr std::size_t kBufferSize = 1 << 20;
-
-}  // namespace
 
 // Windows decides by the file name whether a file is a program, so
 // `executable` needs nothing here.
@@ -35,26 +28,6 @@ OutputFile::~OutputFile() {
     // Only reached when the transfer failed already; that error is the one reported.
   }
   CloseHandle(static_cast<HANDLE>(file_));
-}
-
-void OutputFile::Write(const char* data, std::size_t size) {
-  if (buffer_.size() + size > kBufferSize) Flush();
-  if (size >= kBufferSize) {
-    WriteThrough(data, size);
-  } else {
-    buffer_.append(data, size);
-  }
-}
-
-void OutputFile::Flush() {
-  if (buffer_.empty()) return;
-  try {
-    WriteThrough(buffer_.data(), buffer_.size());
-  } catch (const Exception&) {
-    buffer_.clear();  // reported once, not again when the file closes
-    throw;
-  }
-  buffer_.clear();
 }
 
 void OutputFile::WriteThrough(const char* data, std::size_t size) {

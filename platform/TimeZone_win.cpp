@@ -8,6 +8,8 @@
 
 #include <string>
 
+#include "platform/WideText_win.h"
+
 namespace rotalis::platform {
 namespace {
 
@@ -44,8 +46,10 @@ bool RuntimeReads(const std::wstring& zone) {
 void ReloadRuntimeTimeZone() {
   std::wstring zone = ProcessTimeZone();
   if (!RuntimeReads(zone)) zone.clear();
-  const wchar_t* runtimeZone = _wgetenv(L"TZ");
-  if (zone != (runtimeZone != nullptr ? runtimeZone : L"")) {
+  // Compared with the copy _tzset reads: the runtime's wide copy may be made
+  // later, from the process environment, and then already holds the new TZ.
+  const char* runtimeZone = getenv("TZ");
+  if (zone != WideFromUtf8(runtimeZone != nullptr ? runtimeZone : "")) {
     // An empty value removes the variable from the runtime's copy.
     _wputenv((L"TZ=" + zone).c_str());
   }

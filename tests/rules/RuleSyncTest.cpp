@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "platform/Environment.h"
 #include "rules/RuleSync.h"
 #include "rules/RuleTable.h"
 #include "tests/support/RecordingApplication.h"
+#include "tests/support/TimeZone.h"
 #include "tests/support/cloud/CloudFixtureServer.h"
 #include "tests/support/cloud/SyncSite.h"
 #include "tests/support/mariadb/MariaDbTest.h"
@@ -55,7 +55,7 @@ class RuleSyncTest : public test::MariaDbTest {
  protected:
   void SetUp() override {
     MariaDbTest::SetUp();
-    platform::SetEnvironment("TZ", "America/Sao_Paulo");
+    test::UseTimeZone("America/Sao_Paulo");
     test::CreateCompany(Server(), Database(), kCnpj);
     site_ = std::make_unique<test::SyncSite>(Server(), Database(), cloud_);
   }

@@ -4,8 +4,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cstdlib>
 #include <filesystem>
+#include <string>
+#include <vector>
 
 #include "config/IniFile.h"
 #include "platform/Exception.h"
@@ -23,6 +26,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::SizeIs;
 
 const std::vector<std::string> kSilent = {"/silent", "/nocancel", "/ALLUSERS"};
 
@@ -35,6 +39,18 @@ class DriverTest : public UpdateTest {
 
   std::string Versao(const std::string& file) const {
     return IniFile(app / file).ReadString("posi", "Versao", "<missing>");
+  }
+
+  // The folder's .ini files, whatever the case of their names.
+  std::vector<std::string> IniFiles() const {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(app.Path())) {
+      const std::string name = entry.path().filename().string();
+      std::string extension = entry.path().extension().string();
+      for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+      if (extension == ".ini") names.push_back(name);
+    }
+    return names;
   }
 
   std::vector<std::string> RunNames() const {
@@ -61,7 +77,8 @@ TEST_F(DriverTest, RunsOnlyTheNewerInstallerSilently) {
   // Recorded in the edition's existing file, whatever the case of its name.
   EXPECT_EQ(Versao("kelvaERP.ini"), "10234");
   EXPECT_EQ(app.Read("kelvaERP.ini"), "[posi]\r\nservidor=db\r\nVersao=10234\r\n");
-  EXPECT_FALSE(Exists("kelvaerp.ini"));
+  // No second file beside it (on Windows both spellings name this one file).
+  EXPECT_THAT(IniFiles(), SizeIs(1));
 }
 
 TEST_F(DriverTest, InstallersRunInCaseInsensitiveOrder) {
@@ -88,7 +105,9 @@ TEST_F(DriverTest, DownloadedInstallerIsRunToo) {
 }
 
 TEST_F(DriverTest, UnreachableServerChangesNothing) {
-  here.deployment.updateServer = "198.51.100.1";  // TEST-NET-2: nobody answers
+  // A name no resolver accepts, so nothing is asked of any name server either:
+  // the tests send nothing beyond loopback.
+  here.deployment.updateServer = "not an address";
   server.PublishList("kelva", "{\"qtd\":1,\"nome-1\":\"Setup_9.exe\"}");
   server.PublishFile("kelva", "Setup_9.exe", InstallerScript());
   PutInstaller("Setup_2.exe");
@@ -129,7 +148,7 @@ TEST_F(DriverTest, InstallerThatCannotStartIsReportedAndTheNextRuns) {
 #if defined(_WIN32)
   // Windows has no permission to run a file; it refuses one that is no program.
   app.Write("atualizadores_versao/Setup_1.02.3.9.exe", "not a program");
-  const std::string refusal = platform::WindowsErrorMessage(ERROR_BAD_EXE_FORMAT);
+  const std::string refusal = platform::WindowsErrorMessage(ERROR_BAD_FORMAT);
 #else
   std::filesystem::permissions(PutInstaller("Setup_1.02.3.9.exe"),
                                std::filesystem::perms::owner_read);
