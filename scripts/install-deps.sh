@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs everything the build, the tests and the demo need on Debian 12.
+# Installs everything the build, the tests and the demo need on Debian 12 (the
+# Windows build installs its cross toolchain itself: scripts/windows-deps.sh).
 set -euo pipefail
 if [ "$(id -u)" -ne 0 ]; then
   echo "install-deps.sh must run as root (it calls apt-get)" >&2
@@ -14,6 +15,7 @@ packages=(
   qt6-base-dev libgl-dev xvfb xauth
   libdw-dev
   nginx-light openssl python3 ca-certificates curl procps
+  wine wine64
 )
 missing=()
 for p in "${packages[@]}"; do

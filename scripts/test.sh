@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Builds every target twice — the shipped configuration (optimised, with debug
-# information) and one under AddressSanitizer + UndefinedBehaviorSanitizer — and
-# runs every test of both. Servers the tests need are started by the tests.
+# Builds every target three times — the shipped configuration (optimised, with
+# debug information), the same for Windows (mingw-w64, its tests run under
+# Wine) and one under AddressSanitizer + UndefinedBehaviorSanitizer — and runs
+# every test of each. Servers the tests need are started by the tests.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$(pwd)
@@ -19,6 +20,10 @@ build_and_test() {
 }
 
 build_and_test build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo
+
+# The Windows program and its tests under Wine, against the same kinds of
+# servers, started natively on loopback.
+bash scripts/test-windows.sh build/windows
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   build_and_test build/asan -DCMAKE_BUILD_TYPE=Debug -DROTALIS_SANITIZE=ON
 
@@ -34,7 +39,9 @@ cp fuzz/corpus/extract_json_object/* "$fuzz_dir/corpus/"
 "$fuzz_dir/fuzz/fuzz_extract_json_object" -max_total_time=45 -rss_limit_mb=2048 \
   -artifact_prefix="$fuzz_dir/" "$fuzz_dir/corpus"
 
-# One closing line for both test runs (the fuzzer's output would otherwise end the log).
-total=$(grep -ho 'tests failed out of [0-9]*' build/release/ctest.log build/asan/ctest.log |
-  awk '{sum += $5} END {print sum}')
+# One closing line for all three test runs (the fuzzer's output would otherwise end the log).
+total=$(grep -ho 'tests failed out of [0-9]*' build/release/ctest.log build/asan/ctest.log \
+  build/windows/ctest.log | awk '{sum += $5} END {print sum}')
+windows=$(grep -ho 'tests failed out of [0-9]*' build/windows/ctest.log | awk '{print $5}')
+echo "of them $windows Windows test programs under Wine"
 echo "tests: $total passed, 0 failed"
