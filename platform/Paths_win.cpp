@@ -5,6 +5,7 @@
 #include <string>
 
 #include "platform/Exception.h"
+#include "platform/ModuleFileName_win.h"
 #include "platform/WideText_win.h"
 
 namespace rotalis::platform {
@@ -18,18 +19,9 @@ bool IsSeparator(char c) { return c == '\\' || c == '/'; }
 char PathSeparator() { return '\\'; }
 
 std::string ExecutablePath() {
-  // The path may be longer than MAX_PATH; the call truncates silently, so grow
-  // until it fits.
-  std::wstring buffer(MAX_PATH, L'\0');
-  for (;;) {
-    const DWORD n = GetModuleFileNameW(nullptr, buffer.data(), static_cast<DWORD>(buffer.size()));
-    if (n == 0) throw Exception("Cannot read the path of the running executable");
-    if (n < buffer.size()) {
-      buffer.resize(n);
-      return Utf8FromWide(buffer);
-    }
-    buffer.resize(buffer.size() * 2);
-  }
+  const std::wstring path = ModuleFileName(nullptr);
+  if (path.empty()) throw Exception("Cannot read the path of the running executable");
+  return Utf8FromWide(path);
 }
 
 std::string ApplicationFolder() { return FolderOf(ExecutablePath()); }

@@ -4,10 +4,10 @@
 #include <dlfcn.h>
 #include <unwind.h>
 
-#include <cstring>
 #include <typeinfo>
 
 #include "platform/RecordedThrows.h"
+#include "platform/StackUnwind.h"
 
 namespace rotalis::platform {
 namespace {
@@ -32,14 +32,6 @@ _Unwind_Reason_Code CollectFrame(_Unwind_Context* context, void* arg) {
   return _URC_NO_REASON;
 }
 
-// `skip` counts the frames above the caller; this function's own is never listed.
-[[gnu::noinline]] std::size_t Unwind(std::uintptr_t* frames, std::size_t capacity,
-                                     std::size_t skip) {
-  UnwindState state{frames, capacity, 0, skip + 1};
-  _Unwind_Backtrace(&CollectFrame, &state);
-  return state.count;
-}
-
 using CxaThrow = void (*)(void*, std::type_info*, void (*)(void*));
 
 CxaThrow RealCxaThrow() {
@@ -49,39 +41,16 @@ CxaThrow RealCxaThrow() {
 
 }  // namespace
 
-StackAddresses CaptureStack() {
-  StackAddresses frames(kMaxStackFrames);
-  // Skips CaptureStack itself.
-  frames.resize(Unwind(frames.data(), frames.size(), 1));
-  return frames;
-}
-
-StackAddresses ThrowStackOf(const std::exception_ptr& error) {
-  return recorded_throws::StackOf(error);
+std::size_t UnwindStack(std::uintptr_t* frames, std::size_t capacity, std::size_t skip) {
+  UnwindState state{frames, capacity, 0, skip + 1};
+  _Unwind_Backtrace(&CollectFrame, &state);
+  return state.count;
 }
 
 void PrepareStackCapture() {
   std::uintptr_t frames[4];
-  Unwind(frames, 4, 0);
+  UnwindStack(frames, 4, 0);
   RealCxaThrow();
-}
-
-std::size_t CaptureStackInSignalHandler(std::uintptr_t interruptedPc, std::uintptr_t* frames,
-                                        std::size_t capacity) {
-  std::size_t count = Unwind(frames, capacity, 0);
-  // Drop the handler's own frames and the signal trampoline: the stack starts
-  // where the program was interrupted.
-  if (interruptedPc != 0) {
-    for (std::size_t i = 0; i < count; ++i) {
-      if (frames[i] == interruptedPc) {
-        std::memmove(frames, frames + i, (count - i) * sizeof *frames);
-        return count - i;
-      }
-    }
-    frames[0] = interruptedPc;
-    return 1;
-  }
-  return count;
 }
 
 }  // namespace rotalis::platform
@@ -93,7 +62,7 @@ extern "C" void __cxa_throw(void* object, std::type_info* type, void (*destructo
   using namespace rotalis::platform;
   recorded_throws::RecordedThrow& slot = recorded_throws::Claim(object);
   // Skips this function.
-  slot.count = Unwind(slot.frames, kMaxStackFrames, 1);
+  slot.count = UnwindStack(slot.frames, kMaxStackFrames, 1);
   RealCxaThrow()(object, type, destructor);
   __builtin_unreachable();
 }

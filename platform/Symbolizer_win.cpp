@@ -5,30 +5,12 @@
 #include <string>
 
 #include "platform/Exception.h"
+#include "platform/ModuleFileName_win.h"
+#include "platform/Paths.h"
 #include "platform/WideText_win.h"
 
 namespace rotalis::platform {
 namespace {
-
-std::string BaseName(const std::wstring& path) {
-  const auto separator = path.find_last_of(L"\\/");
-  return Utf8FromWide(separator == std::wstring::npos ? path : path.substr(separator + 1));
-}
-
-std::wstring ModuleFileName(HMODULE module) {
-  // The function truncates silently when the buffer is short; only a result
-  // shorter than the buffer is known to be whole.
-  std::wstring path(MAX_PATH, L'\0');
-  for (;;) {
-    const DWORD length = GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size()));
-    if (length == 0) return {};
-    if (length < path.size()) {
-      path.resize(length);
-      return path;
-    }
-    path.resize(path.size() * 2);
-  }
-}
 
 // Modules and offsets only: names of functions and source lines need the
 // program's debug information, which is not read here.
@@ -50,7 +32,8 @@ class ModuleSymbolizer : public Symbolizer {
             reinterpret_cast<LPCWSTR>(lookup), &module)) {
       return frame;
     }
-    frame.module = BaseName(ModuleFileName(module));
+    const std::string path = Utf8FromWide(ModuleFileName(module));
+    frame.module = path.substr(FolderOf(path).size());
     // A module's handle is the address it is loaded at.
     frame.moduleOffset = address - reinterpret_cast<std::uintptr_t>(module);
     return frame;
