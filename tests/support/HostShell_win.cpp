@@ -8,6 +8,7 @@
 
 #include <cstdlib>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
 
@@ -59,34 +60,14 @@ std::string Environment(const char* name) {
   return value == nullptr ? std::string() : std::string(value);
 }
 
-std::string JsonString(const std::string& text) {
-  std::string out = "\"";
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (c == '"' || c == '\\') {
-      out += '\\';
-      out += c;
-    } else if (byte < 0x20) {
-      static constexpr char kHex[] = "0123456789abcdef";
-      out += "\\u00";
-      out += kHex[byte >> 4];
-      out += kHex[byte & 0x0F];
-    } else {
-      out += c;  // UTF-8 passes as it is
-    }
-  }
-  return out + "\"";
-}
-
 std::string Request(const char* op, const std::string& command, bool capture) {
-  std::string env;
+  nlohmann::json env = nlohmann::json::object();
   for (const char* name : kPassedVariables) {
-    const char* value = std::getenv(name);
-    if (value == nullptr) continue;
-    env += (env.empty() ? "" : ",") + JsonString(name) + ":" + JsonString(value);
+    if (const char* value = std::getenv(name)) env[name] = value;
   }
-  return std::string("{\"op\":\"") + op + "\",\"command\":" + JsonString(command) + ",\"env\":{" +
-         env + "},\"capture\":" + (capture ? "true" : "false") + "}\n";
+  const nlohmann::json request = {
+      {"op", op}, {"command", command}, {"env", env}, {"capture", capture}};
+  return request.dump() + "\n";
 }
 
 Socket Connect() {
@@ -134,77 +115,16 @@ std::string ReadLine(const Socket& socket, std::string& buffer) {
   }
 }
 
-// The agent's replies are flat objects of numbers and strings it made itself.
-std::string Field(const std::string& reply, const std::string& name) {
-  const std::string key = "\"" + name + "\": ";
-  const auto at = reply.find(key);
-  if (at == std::string::npos) return std::string();
-  auto start = at + key.size();
-  if (reply[start] != '"') {
-    const auto end = reply.find_first_of(",}", start);
-    return reply.substr(start, end - start);
-  }
-  std::string text;
-  for (auto i = start + 1; i < reply.size() && reply[i] != '"'; ++i) {
-    if (reply[i] != '\\' || i + 1 >= reply.size()) {
-      text += reply[i];
-      continue;
-    }
-    const char escaped = reply[++i];
-    switch (escaped) {
-      case 'n':
-        text += '\n';
-        break;
-      case 't':
-        text += '\t';
-        break;
-      case 'r':
-        text += '\r';
-        break;
-      case 'b':
-        text += '\b';
-        break;
-      case 'f':
-        text += '\f';
-        break;
-      case 'u': {
-        const unsigned code = std::stoul(reply.substr(i + 1, 4), nullptr, 16);
-        i += 4;
-        // json.dumps escapes every non-ASCII character; surrogate pairs combine.
-        unsigned point = code;
-        if (code >= 0xD800 && code < 0xDC00 && reply.compare(i + 1, 2, "\\u") == 0) {
-          const unsigned low = std::stoul(reply.substr(i + 3, 4), nullptr, 16);
-          point = 0x10000 + ((code - 0xD800) << 10) + (low - 0xDC00);
-          i += 6;
-        }
-        if (point < 0x80) {
-          text += static_cast<char>(point);
-        } else if (point < 0x800) {
-          text += static_cast<char>(0xC0 | (point >> 6));
-          text += static_cast<char>(0x80 | (point & 0x3F));
-        } else if (point < 0x10000) {
-          text += static_cast<char>(0xE0 | (point >> 12));
-          text += static_cast<char>(0x80 | ((point >> 6) & 0x3F));
-          text += static_cast<char>(0x80 | (point & 0x3F));
-        } else {
-          text += static_cast<char>(0xF0 | (point >> 18));
-          text += static_cast<char>(0x80 | ((point >> 12) & 0x3F));
-          text += static_cast<char>(0x80 | ((point >> 6) & 0x3F));
-          text += static_cast<char>(0x80 | (point & 0x3F));
-        }
-        break;
-      }
-      default:
-        text += escaped;
-    }
-  }
-  return text;
-}
-
-void RaiseOnError(const std::string& reply, const std::string& command) {
-  if (reply.empty()) throw std::runtime_error("the host agent hung up while running " + command);
-  const std::string error = Field(reply, "error");
-  if (!error.empty()) throw std::runtime_error("the host agent refused " + command + ": " + error);
+// One reply of the agent; raises on a refusal or when the agent hung up.
+nlohmann::json Reply(const std::string& line, const std::string& command) {
+  if (line.empty()) throw std::runtime_error("the host agent hung up while running " + command);
+  nlohmann::json reply = nlohmann::json::parse(line, nullptr, false);
+  if (!reply.is_object())
+    throw std::runtime_error("the host agent answered no JSON object: " + line);
+  if (reply.contains("error"))
+    throw std::runtime_error("the host agent refused " + command + ": " +
+                             reply["error"].get<std::string>());
+  return reply;
 }
 
 // Wine hands its converted names out on the process heap.
@@ -240,19 +160,15 @@ int RunHostCommand(const std::string& command, std::string* output) {
              sizeof timeout);
   SendAll(socket, Request("run", command, output != nullptr));
   std::string buffer;
-  const std::string reply = ReadLine(socket, buffer);
-  RaiseOnError(reply, command);
-  if (output != nullptr) *output = Field(reply, "output");
-  const std::string status = Field(reply, "status");
-  return status.empty() ? -1 : std::atoi(status.c_str());
+  const nlohmann::json reply = Reply(ReadLine(socket, buffer), command);
+  if (output != nullptr) *output = reply.value("output", std::string());
+  return reply.value("status", -1);
 }
 
 HostProcess::HostProcess(const std::string& command) : state_(std::make_unique<State>()) {
   state_->socket = Connect();
   SendAll(state_->socket, Request("spawn", command, false));
-  const std::string reply = ReadLine(state_->socket, state_->buffer);
-  RaiseOnError(reply, command);
-  state_->pid = std::atoi(Field(reply, "pid").c_str());
+  state_->pid = Reply(ReadLine(state_->socket, state_->buffer), command).value("pid", 0);
 }
 
 // Our end of the connection stands for the command's input: shutting it down

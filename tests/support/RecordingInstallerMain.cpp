@@ -9,39 +9,18 @@
 // with "slow" takes 0.3 s first, to show that its caller waits.
 
 #include <windows.h>
-// shellapi.h needs windows.h first.
-#include <shellapi.h>
 
-#include <cwctype>
+#include <optional>
 #include <string>
+#include <vector>
+
+#include "platform/AsciiCase.h"
+#include "platform/Environment.h"
+#include "platform/Paths.h"
+#include "platform/ProcessControl.h"
+#include "platform/WideText_win.h"
 
 namespace {
-
-std::string Utf8(const std::wstring& text) {
-  if (text.empty()) return std::string();
-  const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
-                                       nullptr, 0, nullptr, nullptr);
-  std::string out(static_cast<std::size_t>(size), '\0');
-  WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), out.data(), size,
-                      nullptr, nullptr);
-  return out;
-}
-
-std::wstring Variable(const wchar_t* name, bool* present = nullptr) {
-  const DWORD size = GetEnvironmentVariableW(name, nullptr, 0);
-  if (present != nullptr) *present = size != 0;
-  if (size == 0) return std::wstring();
-  std::wstring value(size, L'\0');
-  value.resize(GetEnvironmentVariableW(name, value.data(), size));
-  return value;
-}
-
-std::wstring FileName() {
-  wchar_t path[32768];
-  const DWORD length = GetModuleFileNameW(nullptr, path, 32768);
-  std::wstring full(path, length);
-  return full.substr(full.find_last_of(L"\\/") + 1);
-}
 
 // The argument text exactly as its starter gave it: what follows the program
 // name and the one blank the shell puts after it. Blanks of the text itself,
@@ -59,21 +38,18 @@ std::wstring ArgumentText() {
   return line;
 }
 
-// Arguments only; the first entry CommandLineToArgvW gives is the program.
-std::wstring TabbedArguments() {
-  int count = 0;
-  LPWSTR* arguments = CommandLineToArgvW(GetCommandLineW(), &count);
-  std::wstring text;
-  for (int i = 1; arguments != nullptr && i < count; ++i)
-    text += L"\t" + std::wstring(arguments[i]);
-  LocalFree(arguments);
+// Arguments only, as Windows programs split them; the first entry is the program.
+std::string TabbedArguments() {
+  const std::vector<std::string> arguments = rotalis::platform::CurrentCommandLine();
+  std::string text;
+  for (std::size_t i = 1; i < arguments.size(); ++i) text += "\t" + arguments[i];
   return text;
 }
 
-bool Append(const std::wstring& file, const std::string& line) {
-  const HANDLE handle =
-      CreateFileW(file.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                  OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+bool Append(const std::string& file, const std::string& line) {
+  const HANDLE handle = CreateFileW(rotalis::platform::WideFromUtf8(file).c_str(), FILE_APPEND_DATA,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_ALWAYS,
+                                    FILE_ATTRIBUTE_NORMAL, nullptr);
   if (handle == INVALID_HANDLE_VALUE) return false;
   DWORD written = 0;
   const bool done =
@@ -86,22 +62,20 @@ bool Append(const std::wstring& file, const std::string& line) {
 }  // namespace
 
 int main() {
-  const std::wstring name = FileName();
-  std::wstring lower = name;
-  for (auto& c : lower) c = static_cast<wchar_t>(std::towlower(c));
-  if (lower.rfind(L"slow", 0) == 0) Sleep(300);
+  using namespace rotalis::platform;
+  const std::string program = ExecutablePath();
+  const std::string name = program.substr(FolderOf(program).size());
+  if (AsciiLowered(name).rfind("slow", 0) == 0) Sleep(300);
 
-  const std::string path = Utf8(Variable(L"PATH"));
-  bool marked = false;
-  bool counted = false;
-  const std::wstring marker = Variable(L"ROTALIS_TEST_MARKER", &marked);
-  const std::wstring runs = Variable(L"ROTALIS_TEST_RUNS", &counted);
+  const std::string path = GetEnvironment("PATH").value_or("");
+  const std::optional<std::string> marker = GetEnvironment("ROTALIS_TEST_MARKER");
+  const std::optional<std::string> runs = GetEnvironment("ROTALIS_TEST_RUNS");
   bool ok = true;
-  if (marked) {
-    ok = Append(marker,
-                "installer " + Utf8(name) + " " + Utf8(ArgumentText()) + " PATH=" + path + "\n") &&
+  if (marker) {
+    ok = Append(*marker, "installer " + name + " " + Utf8FromWide(ArgumentText()) +
+                             " PATH=" + path + "\n") &&
          ok;
   }
-  if (counted) ok = Append(runs, Utf8(name + TabbedArguments()) + "\tPATH=" + path + "\n") && ok;
+  if (runs) ok = Append(*runs, name + TabbedArguments() + "\tPATH=" + path + "\n") && ok;
   return ok ? 0 : 1;
 }

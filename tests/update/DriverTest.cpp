@@ -4,13 +4,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "config/IniFile.h"
+#include "platform/AsciiCase.h"
 #include "platform/Exception.h"
 #include "tests/update/UpdateFixture.h"
 #if defined(_WIN32)
@@ -46,9 +46,8 @@ class DriverTest : public UpdateTest {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(app.Path())) {
       const std::string name = entry.path().filename().string();
-      std::string extension = entry.path().extension().string();
-      for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-      if (extension == ".ini") names.push_back(name);
+      if (platform::AsciiLowered(entry.path().extension().string()) == ".ini")
+        names.push_back(name);
     }
     return names;
   }
