@@ -1,9 +1,9 @@
 #include "config/IniFile.h"
 
-#include "config/TextEncoding.h"
 #include "platform/AsciiCase.h"
 #include "platform/Exception.h"
 #include "platform/FileSystem.h"
+#include "platform/TextEncoding.h"
 
 namespace rotalis {
 namespace {
@@ -49,11 +49,23 @@ std::string_view Unquote(std::string_view value) {
 
 }  // namespace
 
-IniFile::IniFile(std::string path) : path_(std::move(path)) { Load(); }
+IniFile::IniFile(std::string path) : path_(std::move(path)) {
+  // A file that cannot be read (no permission, a folder of that name, broken
+  // UTF-16) reads as a missing one does: every key gives its default.
+  try {
+    Load();
+  } catch (const std::exception& e) {
+    lines_.clear();
+    unreadable_ = e.what();
+  }
+}
 
 void IniFile::Load() {
-  lines_.clear();
-  if (!platform::FileExists(path_)) return;
+  if (!platform::FileExists(path_)) {
+    // A folder of that name cannot be replaced by a file either.
+    if (platform::DirectoryExists(path_)) throw Exception("The file " + path_ + " is a folder");
+    return;
+  }
   std::string bytes = platform::ReadFileBytes(path_);
   std::string_view body = bytes;
   std::size_t unit = 1;
@@ -161,6 +173,10 @@ std::string IniFile::ReadString(std::string_view section, std::string_view key,
 }
 
 void IniFile::WriteString(std::string_view section, std::string_view key, std::string_view value) {
+  // Writing what was read would replace the unreadable content with one key.
+  if (!unreadable_.empty())
+    throw Exception("Cannot write \"" + std::string(key) + "\" to " + path_ +
+                    ", since it could not be read: " + unreadable_);
   const std::string newKey = std::string(Trim(key)) + "=" + std::string(value);
   std::size_t sectionLine = FindSection(section);
   if (sectionLine == std::string::npos) {

@@ -20,7 +20,9 @@ class IniFile {
  public:
   enum class Encoding { Windows1252, Utf8, Utf8Bom, Utf16LeBom };
 
-  // Loads the file now; a missing file is an empty one (created on write).
+  // Loads the file now; a missing file is an empty one (created on write). A
+  // file that cannot be read or decoded reads as missing too, but is never
+  // written: WriteString raises instead.
   explicit IniFile(std::string path);
 
   const std::string& FileName() const { return path_; }
@@ -60,6 +62,7 @@ class IniFile {
   Encoding encoding_ = Encoding::Windows1252;
   std::string lineBreakBytes_;  // the file's own line break, encoded
   std::vector<Line> lines_;
+  std::string unreadable_;  // why the file could not be read; empty when it could
 };
 
 }  // namespace rotalis

@@ -1,6 +1,6 @@
 #pragma once
 // Conversions between the program's UTF-8 text and the encodings that Windows
-// configuration files come in.
+// configuration files and the latin1 database columns come in.
 
 #include <optional>
 #include <string>
@@ -16,6 +16,15 @@ std::string Windows1252ToUtf8(std::string_view bytes);
 // UTF-8 to Windows-1252; nothing when the text holds a character the code
 // page cannot represent or is not valid UTF-8.
 std::optional<std::string> Utf8ToWindows1252(std::string_view text);
+
+// The code points of the UTF-8 text; a byte that is no part of well-formed
+// UTF-8 stands for the code point of its value.
+std::u32string CodePointsOf(std::string_view text);
+
+// The UTF-8 text with every character that Windows-1252 cannot represent
+// (and every byte that is no part of well-formed UTF-8) replaced by "?": what
+// a text becomes on its way through the code page, still as UTF-8.
+std::string FitToWindows1252(std::string_view text);
 
 // UTF-16 little-endian (no BOM) to UTF-8; nothing on an odd length or a lone
 // surrogate.

@@ -1,4 +1,4 @@
-#include "config/TextEncoding.h"
+#include "platform/TextEncoding.h"
 
 #include <array>
 #include <cstdint>
@@ -13,38 +13,53 @@ constexpr std::array<char32_t, 32> kHighControls = {
     0x2039, 0x0152, 0x008D, 0x017D, 0x008F, 0x0090, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
     0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0x009D, 0x017E, 0x0178};
 
-// Decodes the whole text; nothing when it is not well-formed UTF-8 (overlong
-// forms and surrogates included).
+// Decodes the code point at text[i] and advances i past it; false (i
+// unchanged) when no well-formed UTF-8 sequence starts there (overlong forms
+// and surrogates included).
+bool DecodeOne(std::string_view text, std::size_t& i, char32_t& cp) {
+  const auto lead = static_cast<unsigned char>(text[i]);
+  int extra = 0;
+  char32_t minimum = 0;
+  if (lead < 0x80) {
+    cp = lead;
+  } else if ((lead & 0xE0) == 0xC0) {
+    extra = 1, cp = lead & 0x1F, minimum = 0x80;
+  } else if ((lead & 0xF0) == 0xE0) {
+    extra = 2, cp = lead & 0x0F, minimum = 0x800;
+  } else if ((lead & 0xF8) == 0xF0) {
+    extra = 3, cp = lead & 0x07, minimum = 0x10000;
+  } else {
+    return false;
+  }
+  if (i + extra >= text.size() && extra > 0) return false;
+  for (int k = 1; k <= extra; ++k) {
+    const auto cont = static_cast<unsigned char>(text[i + k]);
+    if ((cont & 0xC0) != 0x80) return false;
+    cp = (cp << 6) | (cont & 0x3F);
+  }
+  if (cp < minimum || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return false;
+  i += extra + 1;
+  return true;
+}
+
+// Decodes the whole text; nothing when it is not well-formed UTF-8.
 std::optional<std::vector<char32_t>> DecodeUtf8(std::string_view text) {
   std::vector<char32_t> out;
   out.reserve(text.size());
   for (std::size_t i = 0; i < text.size();) {
-    const auto lead = static_cast<unsigned char>(text[i]);
-    int extra = 0;
     char32_t cp = 0;
-    char32_t minimum = 0;
-    if (lead < 0x80) {
-      cp = lead;
-    } else if ((lead & 0xE0) == 0xC0) {
-      extra = 1, cp = lead & 0x1F, minimum = 0x80;
-    } else if ((lead & 0xF0) == 0xE0) {
-      extra = 2, cp = lead & 0x0F, minimum = 0x800;
-    } else if ((lead & 0xF8) == 0xF0) {
-      extra = 3, cp = lead & 0x07, minimum = 0x10000;
-    } else {
-      return std::nullopt;
-    }
-    if (i + extra >= text.size() && extra > 0) return std::nullopt;
-    for (int k = 1; k <= extra; ++k) {
-      const auto cont = static_cast<unsigned char>(text[i + k]);
-      if ((cont & 0xC0) != 0x80) return std::nullopt;
-      cp = (cp << 6) | (cont & 0x3F);
-    }
-    if (cp < minimum || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return std::nullopt;
+    if (!DecodeOne(text, i, cp)) return std::nullopt;
     out.push_back(cp);
-    i += extra + 1;
   }
   return out;
+}
+
+// The Windows-1252 byte of a code point; nothing when the code page has none.
+std::optional<char> Windows1252Byte(char32_t cp) {
+  if (cp < 0x80 || (cp >= 0xA0 && cp <= 0xFF)) return static_cast<char>(cp);
+  for (std::size_t k = 0; k < kHighControls.size(); ++k)
+    if (kHighControls[k] == cp) return static_cast<char>(0x80 + k);
+  return std::nullopt;
 }
 
 }  // namespace
@@ -85,19 +100,38 @@ std::optional<std::string> Utf8ToWindows1252(std::string_view text) {
   std::string out;
   out.reserve(codePoints->size());
   for (char32_t cp : *codePoints) {
-    if (cp < 0x80 || (cp >= 0xA0 && cp <= 0xFF)) {
-      out += static_cast<char>(cp);
-      continue;
+    const auto byte = Windows1252Byte(cp);
+    if (!byte) return std::nullopt;
+    out += *byte;
+  }
+  return out;
+}
+
+std::u32string CodePointsOf(std::string_view text) {
+  std::u32string out;
+  out.reserve(text.size());
+  for (std::size_t i = 0; i < text.size();) {
+    char32_t cp = 0;
+    if (!DecodeOne(text, i, cp)) cp = static_cast<unsigned char>(text[i++]);
+    out += cp;
+  }
+  return out;
+}
+
+std::string FitToWindows1252(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t start = i;
+    char32_t cp = 0;
+    if (!DecodeOne(text, i, cp)) {
+      out += '?';
+      ++i;
+    } else if (Windows1252Byte(cp)) {
+      out.append(text.substr(start, i - start));
+    } else {
+      out += '?';
     }
-    bool found = false;
-    for (std::size_t k = 0; k < kHighControls.size(); ++k) {
-      if (kHighControls[k] == cp) {
-        out += static_cast<char>(0x80 + k);
-        found = true;
-        break;
-      }
-    }
-    if (!found) return std::nullopt;
   }
   return out;
 }
