@@ -14,7 +14,12 @@ struct ChildCommand {
   std::string inputFile;                 // standard input; empty: the null device
   std::string outputFile;                // standard output goes here (replaced)
   std::string errorFile;                 // standard error goes here (replaced)
+  int timeLimitSeconds = 0;              // 0: none; see kChildTimedOut
 };
+
+// What RunChildToEnd answers for a child it killed because it ran past its
+// time limit (as timeout(1) does).
+inline constexpr int kChildTimedOut = 124;
 
 // The child's exit status, or 128 + the signal number that ended it. Raises
 // rotalis::Exception when the program cannot be started.

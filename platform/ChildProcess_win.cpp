@@ -47,8 +47,15 @@ int RunChildToEnd(const ChildCommand& command) {
     RaiseLastError("Cannot start " + command.program);
   const ScopedHandle process(started.hProcess);
   CloseHandle(started.hThread);
-  if (WaitForSingleObject(process.get(), INFINITE) != WAIT_OBJECT_0)
-    RaiseLastError("Cannot wait for " + command.program);
+  const DWORD limit =
+      command.timeLimitSeconds > 0 ? static_cast<DWORD>(command.timeLimitSeconds) * 1000 : INFINITE;
+  const DWORD waited = WaitForSingleObject(process.get(), limit);
+  if (waited == WAIT_TIMEOUT) {
+    TerminateProcess(process.get(), kChildTimedOut);
+    WaitForSingleObject(process.get(), INFINITE);
+    return kChildTimedOut;
+  }
+  if (waited != WAIT_OBJECT_0) RaiseLastError("Cannot wait for " + command.program);
   DWORD code = 0;
   if (!GetExitCodeProcess(process.get(), &code))
     RaiseLastError("Cannot read the exit status of " + command.program);

@@ -3,6 +3,7 @@
 
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace rotalis::platform {
 
@@ -12,8 +13,12 @@ namespace rotalis::platform {
 class LoadedLibrary {
  public:
   // Loads the library at `path` and runs its initialisation; raises
-  // rotalis::Exception with the loader's own message when that fails.
-  static LoadedLibrary LoadForProcess(const std::string& path);
+  // rotalis::Exception with the loader's own message when that fails. The
+  // library's own needs are looked for in `dependencyFolders`, in order, as
+  // the Windows loader looks for a DLL's through the program's folder and
+  // PATH (on Windows the loader does that itself and the list is not read).
+  static LoadedLibrary LoadForProcess(const std::string& path,
+                                      const std::vector<std::string>& dependencyFolders);
 
   // The address of the export of exactly this name (case included), or
   // nullptr when the library has none.

@@ -2,22 +2,74 @@
 
 #include <windows.h>
 
+#include <string>
+#include <vector>
+
+#include "platform/AsciiCase.h"
 #include "platform/Exception.h"
 #include "platform/WideText_win.h"
 
 namespace rotalis::platform {
+namespace {
+
+// The DLLs the library imports that can be found neither among the loaded
+// modules nor along the search path: the system's message for a missing
+// dependency ("The specified module could not be found.") names none. Read
+// from the import table of the file mapped as an image, without running it.
+std::vector<std::string> MissingImports(const std::string& path) {
+  std::vector<std::string> missing;
+  HMODULE mapped = LoadLibraryExW(WideFromUtf8(path).c_str(), nullptr,
+                                  LOAD_LIBRARY_AS_IMAGE_RESOURCE | LOAD_LIBRARY_AS_DATAFILE);
+  if (mapped == nullptr) return missing;
+  // A data-file handle carries flags in its low bits; the image starts below them.
+  const auto* base =
+      reinterpret_cast<const BYTE*>(reinterpret_cast<ULONG_PTR>(mapped) & ~ULONG_PTR{3});
+  const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
+  const auto* nt = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
+  if (dos->e_magic == IMAGE_DOS_SIGNATURE && nt->Signature == IMAGE_NT_SIGNATURE) {
+    const IMAGE_DATA_DIRECTORY& imports =
+        nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+    for (auto* entry =
+             reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base + imports.VirtualAddress);
+         imports.VirtualAddress != 0 && entry->Name != 0; ++entry) {
+      const std::string name = reinterpret_cast<const char*>(base + entry->Name);
+      // Names of the API sets are no files.
+      const std::string lowered = AsciiLowered(name);
+      if (lowered.rfind("api-ms-", 0) == 0 || lowered.rfind("ext-ms-", 0) == 0) continue;
+      const std::wstring wide = WideFromUtf8(name);
+      wchar_t found[MAX_PATH];
+      if (GetModuleHandleW(wide.c_str()) == nullptr &&
+          SearchPathW(nullptr, wide.c_str(), nullptr, MAX_PATH, found, nullptr) == 0)
+        missing.push_back(name);
+    }
+  }
+  FreeLibrary(mapped);
+  return missing;
+}
+
+}  // namespace
 
 // The loader finds the library's own dependencies through PATH, which the
 // start-up has just set to the installation's folders. A missing dependency
 // must come back as an error for the crash reporter, not as the system's own
 // error box, hence the thread's error mode around the load.
-LoadedLibrary LoadedLibrary::LoadForProcess(const std::string& path) {
+LoadedLibrary LoadedLibrary::LoadForProcess(const std::string& path,
+                                            const std::vector<std::string>& dependencyFolders) {
   DWORD previousMode = 0;
   SetThreadErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX, &previousMode);
   HMODULE module = LoadLibraryW(WideFromUtf8(path).c_str());
   const DWORD error = GetLastError();
   SetThreadErrorMode(previousMode, nullptr);
-  if (module == nullptr) throw Exception("Cannot load " + path + ": " + WindowsErrorMessage(error));
+  if (module == nullptr) {
+    std::string message = "Cannot load " + path + ": " + WindowsErrorMessage(error);
+    if (error == ERROR_MOD_NOT_FOUND) {
+      std::string names;
+      for (const std::string& name : MissingImports(path))
+        names += (names.empty() ? "" : ", ") + name;
+      if (!names.empty()) message += " (not found: " + names + ")";
+    }
+    throw Exception(message);
+  }
   return LoadedLibrary(module, path);
 }
 

@@ -9,6 +9,8 @@
 
 #include <atomic>
 #include <cerrno>
+#include <charconv>
+#include <cstdio>
 #include <cstring>
 
 #include "platform/Exception.h"
@@ -20,6 +22,9 @@ namespace rotalis::platform {
 namespace {
 
 constexpr int kFatalSignals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
+
+// The watcher sees its channel to the watched process on this descriptor.
+constexpr int kWatcherChannelFd = 3;
 
 // Set once before the handlers are installed, only read by them.
 int watcherChannel = -1;
@@ -83,9 +88,15 @@ void WaitForOtherCrashIfAny() {
 void OnFatalSignal(int signal, siginfo_t* info, void* context) {
   WaitForOtherCrashIfAny();
   FatalErrorRecord record;
-  record.signal = signal;
-  record.code = info != nullptr ? info->si_code : 0;
+  record.fault = static_cast<std::uint32_t>(signal);
+  record.detail = info != nullptr ? info->si_code : 0;
   record.faultAddress = info != nullptr ? reinterpret_cast<std::uintptr_t>(info->si_addr) : 0;
+  // A signal that kill() or the like sent carries the sender, not an address:
+  // si_addr then overlays the sender's process id.
+  if (info != nullptr && info->si_code <= 0) {
+    record.senderPid = static_cast<int>(info->si_pid);
+    record.faultAddress = 0;
+  }
   record.pid = static_cast<int>(getpid());
   record.threadId = static_cast<long>(syscall(SYS_gettid));
   record.frameCount = static_cast<std::uint32_t>(
@@ -103,7 +114,10 @@ void OnFatalSignal(int signal, siginfo_t* info, void* context) {
 }  // namespace
 
 void InstallFatalSignalWatcher(const std::string& helperPath,
-                               const std::vector<std::string>& arguments) {
+                               const std::vector<std::string>& given) {
+  std::vector<std::string> arguments = given;
+  arguments.push_back(kWatcherChannelOption);
+  arguments.push_back(std::to_string(kWatcherChannelFd));
   int channel[2];
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, channel) != 0) {
     throw Exception("Cannot create the crash watcher's channel: " + SystemErrorMessage(errno));
@@ -147,6 +161,8 @@ void HandOverFatalError(const FatalErrorRecord& record) {
   abort();
 }
 
+namespace {
+
 std::string SignalName(int signal) {
   switch (signal) {
     case SIGSEGV:
@@ -184,21 +200,52 @@ std::string SignalDescription(int signal, int code) {
     if (code == ILL_ILLOPC) detail = "illegal opcode";
     if (code == ILL_PRVOPC) detail = "privileged opcode";
   }
-  if (code == SI_USER || code == SI_TKILL) detail = "sent by a process";
   if (detail != nullptr) text += std::string(" (") + detail + ")";
   return text;
 }
 
-std::optional<FatalErrorRecord> WaitForFatalError() {
+}  // namespace
+
+std::string FaultName(const FatalErrorRecord& record) {
+  return SignalName(static_cast<int>(record.fault));
+}
+
+std::string FaultDescription(const FatalErrorRecord& record) {
+  if (record.detail <= 0) {
+    return std::string(strsignal(static_cast<int>(record.fault))) + " (sent by process " +
+           std::to_string(record.senderPid) + ")";
+  }
+  char address[32];
+  std::snprintf(address, sizeof address, "0x%llx",
+                static_cast<unsigned long long>(record.faultAddress));
+  return SignalDescription(static_cast<int>(record.fault), static_cast<int>(record.detail)) +
+         " at address " + address;
+}
+
+std::string FaultOrigin() { return "fatal signal"; }
+
+namespace {
+
+int ChannelFd(const std::string& channel) {
+  int fd = -1;
+  const auto parsed = std::from_chars(channel.data(), channel.data() + channel.size(), fd);
+  if (parsed.ec != std::errc() || parsed.ptr != channel.data() + channel.size() || fd < 0)
+    throw Exception("Not a crash watcher channel: '" + channel + "'");
+  return fd;
+}
+
+}  // namespace
+
+std::optional<FatalErrorRecord> WaitForFatalError(const std::string& channel) {
   FatalErrorRecord record;
-  if (!ReceiveAll(kWatcherChannelFd, &record, sizeof record)) return std::nullopt;
+  if (!ReceiveAll(ChannelFd(channel), &record, sizeof record)) return std::nullopt;
   if (record.frameCount > kMaxStackFrames) record.frameCount = kMaxStackFrames;
   return record;
 }
 
-void ReleaseCrashedProcess() {
+void ReleaseCrashedProcess(const std::string& channel) {
   const char done = 1;
-  SendAll(kWatcherChannelFd, &done, 1);
+  SendAll(ChannelFd(channel), &done, 1);
 }
 
 }  // namespace rotalis::platform

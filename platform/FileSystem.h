@@ -39,7 +39,10 @@ void CreateDirectories(const std::string& path);
 std::string ReadFileBytes(const std::string& path);
 
 // Replaces the file's content with `bytes` so that a reader never sees half of
-// it (written beside it, then renamed over it); raises rotalis::Exception.
+// it (written beside it, then renamed over it). A symbolic link stays a link:
+// the file it names is the one replaced. Where its folder takes no new file
+// but the file itself is writable, the file is rewritten in place instead.
+// Raises rotalis::Exception.
 void WriteFileBytes(const std::string& path, std::string_view bytes);
 
 // The system's message text for an error number (strerror on POSIX).

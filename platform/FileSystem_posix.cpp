@@ -27,6 +27,34 @@ using ScopedDir = std::unique_ptr<DIR, DirCloser>;
   throw Exception(what + " '" + path + "': " + SystemErrorMessage(errno));
 }
 
+// The path a chain of symbolic links ends in; the path itself when it is no
+// link. The end need not exist (a link may name a file still to be written).
+std::string FinalTarget(std::string path) {
+  for (int hops = 0; hops < 40; ++hops) {
+    char target[4096];
+    const ssize_t length = readlink(path.c_str(), target, sizeof target);
+    if (length < 0) return path;
+    std::string next(target, static_cast<std::size_t>(length));
+    if (next.front() != '/') {
+      const auto slash = path.find_last_of('/');
+      next = (slash == std::string::npos ? std::string() : path.substr(0, slash + 1)) + next;
+    }
+    path = std::move(next);
+  }
+  errno = ELOOP;
+  RaiseErrno("Cannot follow the links of", path);
+}
+
+void WriteAll(int fd, std::string_view bytes, const std::string& path) {
+  std::size_t written = 0;
+  while (written < bytes.size()) {
+    const ssize_t n = write(fd, bytes.data() + written, bytes.size() - written);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) RaiseErrno("Cannot write", path);
+    written += static_cast<std::size_t>(n);
+  }
+}
+
 }  // namespace
 
 std::string SystemErrorMessage(int error) {
@@ -109,31 +137,37 @@ std::string ReadFileBytes(const std::string& path) {
 }
 
 void WriteFileBytes(const std::string& path, std::string_view bytes) {
-  const std::string temporary = path + ".tmp-" + std::to_string(getpid());
+  // A link (one file shared by several installations) stays a link: the
+  // write goes to the file it names, and the new file is made beside that.
+  const std::string target = FinalTarget(path);
+  const std::string temporary = target + ".tmp-" + std::to_string(getpid());
   struct stat st {};
-  const mode_t mode = stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0666;
-  {
-    ScopedFd fd(open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode));
-    if (fd.get() < 0) RaiseErrno("Cannot create", temporary);
-    std::size_t written = 0;
-    while (written < bytes.size()) {
-      const ssize_t n = write(fd.get(), bytes.data() + written, bytes.size() - written);
-      if (n < 0 && errno == EINTR) continue;
-      if (n < 0) {
-        const int error = errno;
-        unlink(temporary.c_str());
-        errno = error;
-        RaiseErrno("Cannot write", temporary);
-      }
-      written += static_cast<std::size_t>(n);
+  const mode_t mode = stat(target.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0666;
+  ScopedFd fd(open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode));
+  if (fd.get() < 0) {
+    // A folder the user may not add files to can still hold a file they may
+    // change: then it is changed in place, which a reader may see half done.
+    if (errno == EACCES || errno == EPERM) {
+      ScopedFd inPlace(open(target.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC));
+      if (inPlace.get() < 0) RaiseErrno("Cannot write", target);
+      WriteAll(inPlace.get(), bytes, target);
+      if (close(inPlace.release()) != 0) RaiseErrno("Cannot write", target);
+      return;
     }
-    if (close(fd.release()) != 0) RaiseErrno("Cannot write", temporary);
+    RaiseErrno("Cannot create", temporary);
   }
-  if (rename(temporary.c_str(), path.c_str()) != 0) {
+  try {
+    WriteAll(fd.get(), bytes, temporary);
+    if (close(fd.release()) != 0) RaiseErrno("Cannot write", temporary);
+  } catch (...) {
+    unlink(temporary.c_str());
+    throw;
+  }
+  if (rename(temporary.c_str(), target.c_str()) != 0) {
     const int error = errno;
     unlink(temporary.c_str());
     errno = error;
-    RaiseErrno("Cannot replace", path);
+    RaiseErrno("Cannot replace", target);
   }
 }
 

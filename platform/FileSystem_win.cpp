@@ -36,6 +36,48 @@ bool AttributesOf(const std::string& path, DWORD& attributes) {
   return true;
 }
 
+// The file a symbolic link finally names, as the system resolves it; the
+// path itself when it is no link or names nothing yet.
+std::string FinalTarget(const std::string& path) {
+  const std::wstring wide = WideFromUtf8(path);
+  const DWORD attributes = GetFileAttributesW(wide.c_str());
+  if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0)
+    return path;
+  ScopedHandle target(CreateFileW(wide.c_str(), 0,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                  OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  if (!target.valid()) return path;
+  std::wstring name(MAX_PATH, L'\0');
+  for (;;) {
+    const DWORD length =
+        GetFinalPathNameByHandleW(target.get(), name.data(), static_cast<DWORD>(name.size()), 0);
+    if (length == 0) return path;
+    if (length < name.size()) {
+      name.resize(length);
+      break;
+    }
+    name.resize(length);
+  }
+  // The answer is in the long-path form ("\\?\C:\..." or "\\?\UNC\server\...");
+  // the plain form reads better in messages and means the same here.
+  if (name.rfind(LR"(\\?\UNC\)", 0) == 0)
+    name.replace(0, 8, LR"(\\)");
+  else if (name.rfind(LR"(\\?\)", 0) == 0)
+    name.erase(0, 4);
+  return Utf8FromWide(name);
+}
+
+void WriteAll(HANDLE file, std::string_view bytes, const std::string& path) {
+  std::size_t written = 0;
+  while (written < bytes.size()) {
+    const DWORD chunk = static_cast<DWORD>(std::min<std::size_t>(bytes.size() - written, 1 << 30));
+    DWORD n = 0;
+    if (!WriteFile(file, bytes.data() + written, chunk, &n, nullptr))
+      RaiseLastFor("Cannot write", path);
+    written += n;
+  }
+}
+
 struct FindCloser {
   HANDLE handle;
   ~FindCloser() {
@@ -114,32 +156,39 @@ std::string ReadFileBytes(const std::string& path) {
 }
 
 void WriteFileBytes(const std::string& path, std::string_view bytes) {
-  const std::string temporary = path + ".tmp-" + std::to_string(GetCurrentProcessId());
+  // A link (one file shared by several installations) stays a link: the
+  // write goes to the file it names, and the new file is made beside that.
+  const std::string target = FinalTarget(path);
+  const std::string temporary = target + ".tmp-" + std::to_string(GetCurrentProcessId());
   const std::wstring wideTemporary = WideFromUtf8(temporary);
-  {
-    ScopedHandle file(CreateFileW(wideTemporary.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
-                                  FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file.valid()) RaiseLastFor("Cannot create", temporary);
-    std::size_t written = 0;
-    while (written < bytes.size()) {
-      const DWORD chunk =
-          static_cast<DWORD>(std::min<std::size_t>(bytes.size() - written, 1 << 30));
-      DWORD n = 0;
-      if (!WriteFile(file.get(), bytes.data() + written, chunk, &n, nullptr)) {
-        const DWORD error = GetLastError();
-        CloseHandle(file.release());
-        DeleteFileW(wideTemporary.c_str());
-        RaiseFor("Cannot write", temporary, error);
-      }
-      written += n;
+  ScopedHandle file(CreateFileW(wideTemporary.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                                FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!file.valid()) {
+    // A folder the user may not add files to can still hold a file they may
+    // change: then it is changed in place, which a reader may see half done.
+    if (GetLastError() == ERROR_ACCESS_DENIED) {
+      ScopedHandle inPlace(CreateFileW(WideFromUtf8(target).c_str(), GENERIC_WRITE, FILE_SHARE_READ,
+                                       nullptr, TRUNCATE_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+      if (!inPlace.valid()) RaiseLastFor("Cannot write", target);
+      WriteAll(inPlace.get(), bytes, target);
+      if (!CloseHandle(inPlace.release())) RaiseLastFor("Cannot write", target);
+      return;
     }
-    if (!CloseHandle(file.release())) RaiseLastFor("Cannot write", temporary);
+    RaiseLastFor("Cannot create", temporary);
   }
-  if (!MoveFileExW(wideTemporary.c_str(), WideFromUtf8(path).c_str(),
+  try {
+    WriteAll(file.get(), bytes, temporary);
+    if (!CloseHandle(file.release())) RaiseLastFor("Cannot write", temporary);
+  } catch (...) {
+    if (file.valid()) CloseHandle(file.release());
+    DeleteFileW(wideTemporary.c_str());
+    throw;
+  }
+  if (!MoveFileExW(wideTemporary.c_str(), WideFromUtf8(target).c_str(),
                    MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
     const DWORD error = GetLastError();
     DeleteFileW(wideTemporary.c_str());
-    RaiseFor("Cannot replace", path, error);
+    RaiseFor("Cannot replace", target, error);
   }
 }
 

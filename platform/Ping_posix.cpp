@@ -119,8 +119,10 @@ bool Ping(int fd, bool raw, const in_addr& target, int timeoutMs) {
 
 bool PingOnce(const std::string& address, int timeoutMs) noexcept {
   try {
+    // No address is no reply (the resolver would read an empty name as this machine).
+    if (timeoutMs <= 0 || address.empty()) return false;
     const auto target = ResolveIPv4(address);
-    if (!target || timeoutMs <= 0) return false;
+    if (!target) return false;
     {
       ScopedFd datagram(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, IPPROTO_ICMP));
       if (datagram.get() >= 0) return Ping(datagram.get(), false, *target, timeoutMs);

@@ -1,8 +1,9 @@
 #include "platform/ProcessControl.h"
 
 #include <windows.h>
-// After windows.h, whose types it uses.
+// After windows.h, whose types they use.
 #include <shellapi.h>
+#include <winternl.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -19,14 +20,44 @@ struct LocalFreeDeleter {
   void operator()(wchar_t** block) const { LocalFree(block); }
 };
 
+template <typename Value>
+bool ReadFrom(HANDLE process, const void* address, Value& value) {
+  SIZE_T read = 0;
+  return ReadProcessMemory(process, address, &value, sizeof value, &read) && read == sizeof value;
+}
+
+// Another process's command line lies in its memory: in its process
+// parameters, which its environment block (PEB) points to. The watcher reads
+// it from the crashed program, which is stopped in its fault handler.
+std::wstring CommandLineOf(DWORD pid) {
+  const ScopedHandle process(OpenProcess(PROCESS_QUERY_INFORMATION | PROCESS_VM_READ, FALSE, pid));
+  if (!process.valid()) return {};
+  PROCESS_BASIC_INFORMATION basic{};
+  PEB peb{};
+  RTL_USER_PROCESS_PARAMETERS parameters{};
+  if (NtQueryInformationProcess(process.get(), ProcessBasicInformation, &basic, sizeof basic,
+                                nullptr) != 0 ||
+      !ReadFrom(process.get(), basic.PebBaseAddress, peb) ||
+      !ReadFrom(process.get(), peb.ProcessParameters, parameters))
+    return {};
+  std::wstring text(parameters.CommandLine.Length / sizeof(wchar_t), L'\0');
+  SIZE_T read = 0;
+  if (!ReadProcessMemory(process.get(), parameters.CommandLine.Buffer, text.data(),
+                         text.size() * sizeof(wchar_t), &read))
+    return {};
+  text.resize(read / sizeof(wchar_t));
+  return text;
+}
+
 }  // namespace
 
 std::vector<std::string> CurrentCommandLine(int pid) {
-  // Another process's command line lies in its memory; nothing needs it yet.
-  if (pid != 0 && static_cast<DWORD>(pid) != GetCurrentProcessId()) return {};
+  const bool self = pid == 0 || static_cast<DWORD>(pid) == GetCurrentProcessId();
+  const std::wstring line = self ? std::wstring(GetCommandLineW()) : CommandLineOf(pid);
+  // An empty line would be read as this program's own name.
+  if (line.empty()) return {};
   int count = 0;
-  const std::unique_ptr<wchar_t*, LocalFreeDeleter> argv(
-      CommandLineToArgvW(GetCommandLineW(), &count));
+  const std::unique_ptr<wchar_t*, LocalFreeDeleter> argv(CommandLineToArgvW(line.c_str(), &count));
   if (!argv) return {};
   std::vector<std::string> arguments;
   arguments.reserve(static_cast<std::size_t>(count));
