@@ -10,7 +10,7 @@
 namespace rotalis::crash {
 
 struct CrashEvent {
-  std::string errorClass;               // demangled class, or the signal's name
+  std::string errorClass;               // demangled class, or the fault's name
   std::vector<std::string> classChain;  // for the filters; the class and its bases
   std::string message;
   std::string origin;  // where it was caught: "program body", "message loop", ...
@@ -18,7 +18,7 @@ struct CrashEvent {
   long threadId = 0;
   platform::StackAddresses stack;  // the crashing thread, innermost first
   bool firstFrameExact = false;    // stack[0] is the faulting instruction, not a return address
-  bool canContinue = true;         // false after a signal or std::terminate
+  bool canContinue = true;         // false after a fault or std::terminate
 };
 
 struct ApplicationInfo {

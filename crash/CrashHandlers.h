@@ -2,7 +2,8 @@
 // The process-wide crash reporter: installed first thing in the program, it
 // takes every error nobody handled — one that leaves the program body, one
 // that escapes an event handler of the message loop, one that ends a thread
-// (std::terminate), and fatal signals — and carries out what the user chose.
+// (std::terminate), and faults (fatal signals, structured exceptions) — and
+// carries out what the user chose.
 
 #include <exception>
 #include <functional>
@@ -20,9 +21,10 @@ struct CrashReporterSetup {
   TCrashSettings settings;      // TCrashSettings::ForDeployment(...)
   ApplicationInfo application;  // ApplicationInfo::Current(), folder may be changed
   ui::BackendKind backend = ui::BackendKind::Console;
-  // The watcher program for fatal signals and std::terminate, shipped beside
-  // the program as "rotalis-crash-watcher"; empty: errors that end the process
-  // are reported in the process itself and signals are not caught.
+  // The watcher program for faults (fatal signals, structured exceptions) and
+  // std::terminate, shipped beside the program as kCrashWatcherName; empty:
+  // errors that end the process are reported in the process itself and
+  // faults are not caught.
   std::string watcherPath;
   // Builds the crash user interface at the first error; empty: the one of
   // `backend`.
@@ -30,7 +32,11 @@ struct CrashReporterSetup {
 };
 
 // The watcher's file name beside the program.
+#if defined(_WIN32)
+inline constexpr const char* kCrashWatcherName = "rotalis-crash-watcher.exe";
+#else
 inline constexpr const char* kCrashWatcherName = "rotalis-crash-watcher";
+#endif
 
 // Call once, before anything else runs. The crash user interface is built at
 // the first error, so that the desktop one finds the program's application

@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "crash/ExceptionInfo.h"
+#include "crash/MantisSoap.h"
 #include "crash/MantisSubmitter.h"
 #include "crash/ReportFile.h"
 #include "crash/ReportText.h"
@@ -22,9 +23,22 @@ void ReplaceAll(std::string& text, const std::string& from, const std::string& t
   }
 }
 
-// The tracker's summary field holds 128 characters.
-std::string FitSummary(std::string summary) {
+// The tracker's summary field holds 128 characters, counted on what it
+// receives: stray bytes arrive as "?" each, so the cut is made after that
+// replacement, never before. A summary is one line: each run of line breaks
+// and tabs becomes one blank (the description keeps them).
+std::string FitSummary(const std::string& text) {
   constexpr std::size_t kLimit = 128;
+  std::string summary;
+  bool inBreak = false;
+  for (char c : SendableText(text)) {
+    const bool breaks = c == '\r' || c == '\n' || c == '\t';
+    if (!breaks)
+      summary += c;
+    else if (!inBreak)
+      summary += ' ';
+    inBreak = breaks;
+  }
   std::size_t characters = 0;
   for (std::size_t i = 0; i < summary.size(); ++i) {
     if ((static_cast<unsigned char>(summary[i]) & 0xC0) == 0x80) continue;
@@ -215,6 +229,10 @@ void CrashReporter::SaveAndSubmit(const CrashEvent& event, const std::string& re
   const MantisIssue issue{settings_.BugTrProject, settings_.BugTrArea,
                           FitSummary(Filled(settings_.BugTrTitle, event, report)),
                           Filled(settings_.BugTrDescr, event, report)};
+  // Once the issue exists the submission counts as done, even when an
+  // attachment is refused (too big, a type the tracker does not take): its
+  // description already holds the whole report, which must not be filed a
+  // second time inside the next crash's attachment.
   try {
     MantisSubmitter(transport_, settings_).Submit(issue, attachments);
   } catch (const std::exception&) {

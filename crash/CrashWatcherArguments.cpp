@@ -1,6 +1,7 @@
 #include "crash/CrashWatcherArguments.h"
 
 #include "platform/Exception.h"
+#include "platform/FatalSignal.h"
 
 namespace rotalis::crash {
 
@@ -30,6 +31,8 @@ WatcherOptions ParseWatcherArguments(const std::vector<std::string>& arguments) 
       options.folder = value;
     } else if (name == "--tracker") {
       options.trackerUrl = value;
+    } else if (name == platform::kWatcherChannelOption) {
+      options.channel = value;
     } else if (name == "--ui") {
       if (value != "console" && value != "desktop")
         throw Exception("Unknown user interface " + value);
@@ -38,8 +41,8 @@ WatcherOptions ParseWatcherArguments(const std::vector<std::string>& arguments) 
       throw Exception("Unknown argument " + name);
     }
   }
-  if (options.executablePath.empty() || options.folder.empty()) {
-    throw Exception("The crash watcher needs --executable and --folder");
+  if (options.executablePath.empty() || options.folder.empty() || options.channel.empty()) {
+    throw Exception("The crash watcher needs --executable, --folder and --channel");
   }
   return options;
 }

@@ -3,7 +3,7 @@
 #include <charconv>
 #include <string>
 
-#include "config/TextEncoding.h"
+#include "platform/TextEncoding.h"
 
 namespace rotalis::crash {
 namespace {
@@ -129,7 +129,7 @@ std::string DecodeEntities(const std::string& text) {
 
 }  // namespace
 
-std::string XmlText(std::string_view text) {
+std::string SendableText(std::string_view text) {
   std::string out;
   out.reserve(text.size());
   for (std::size_t i = 0; i < text.size();) {
@@ -137,9 +137,21 @@ std::string XmlText(std::string_view text) {
     if (length == 0) {
       out += '?';
       ++i;
-      continue;
+    } else {
+      out.append(text.substr(i, length));
+      i += length;
     }
-    switch (text[i]) {
+  }
+  return out;
+}
+
+std::string XmlText(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  // Only the markup characters need escaping: every other byte of the
+  // sendable text is part of an allowed character.
+  for (char c : SendableText(text)) {
+    switch (c) {
       case '&':
         out += "&amp;";
         break;
@@ -160,9 +172,8 @@ std::string XmlText(std::string_view text) {
         out += "&#13;";
         break;
       default:
-        out.append(text.substr(i, length));
+        out += c;
     }
-    i += length;
   }
   return out;
 }

@@ -53,6 +53,9 @@ std::int64_t ParseIntegerResponse(int statusCode, const std::string& body);
 // character references, bytes that are not valid UTF-8 or not allowed in XML
 // replaced by '?'.
 std::string XmlText(std::string_view text);
+// The characters the tracker receives of a text sent through XmlText: every
+// byte XmlText replaces is '?', nothing is escaped.
+std::string SendableText(std::string_view text);
 
 std::string Base64Encode(std::string_view bytes);
 

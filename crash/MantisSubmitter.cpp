@@ -7,15 +7,20 @@ MantisSubmitter::MantisSubmitter(net::HttpTransport& transport, const TCrashSett
       endpoint_(settings.MantisEndpoint()),
       account_{settings.BugTrAccount, settings.BugTrPassword} {}
 
-std::int64_t MantisSubmitter::Submit(const MantisIssue& issue,
-                                     const std::vector<MantisAttachment>& attachments) {
-  const std::int64_t issueId = Call("mc_issue_add", BuildIssueAddEnvelope(account_, issue));
+MantisSubmission MantisSubmitter::Submit(const MantisIssue& issue,
+                                         const std::vector<MantisAttachment>& attachments) {
+  MantisSubmission submission;
+  submission.issueId = Call("mc_issue_add", BuildIssueAddEnvelope(account_, issue));
   for (const MantisAttachment& attachment : attachments) {
-    Call("mc_issue_attachment_add",
-         BuildAttachmentAddEnvelope(account_, issueId, attachment.name, attachment.fileType,
-                                    attachment.content));
+    try {
+      Call("mc_issue_attachment_add",
+           BuildAttachmentAddEnvelope(account_, submission.issueId, attachment.name,
+                                      attachment.fileType, attachment.content));
+    } catch (const std::exception& error) {
+      submission.refused.push_back(attachment.name + ": " + error.what());
+    }
   }
-  return issueId;
+  return submission;
 }
 
 std::int64_t MantisSubmitter::Call(const std::string& operation, const std::string& envelope) {

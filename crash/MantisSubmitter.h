@@ -1,6 +1,6 @@
 #pragma once
 // Files one bug report with the Mantis tracker: a new issue, then each
-// attachment. Runs in the foreground and raises on the first failure
+// attachment. Runs in the foreground; a failure to add the issue raises
 // (HttpTransportError for the exchange, MantisError for a fault).
 
 #include <cstdint>
@@ -19,12 +19,21 @@ struct MantisAttachment {
   std::string content;   // raw bytes
 };
 
+struct MantisSubmission {
+  std::int64_t issueId = 0;
+  // Each attachment the tracker did not take, with its reason ("screenshot.png:
+  // File type not allowed."); the issue stands without it.
+  std::vector<std::string> refused;
+};
+
 class MantisSubmitter {
  public:
   MantisSubmitter(net::HttpTransport& transport, const TCrashSettings& settings);
 
-  // The new issue's id.
-  std::int64_t Submit(const MantisIssue& issue, const std::vector<MantisAttachment>& attachments);
+  // Raises when the issue cannot be added; once it exists, an attachment that
+  // fails is only listed and the next one is tried.
+  MantisSubmission Submit(const MantisIssue& issue,
+                          const std::vector<MantisAttachment>& attachments);
 
  private:
   std::int64_t Call(const std::string& operation, const std::string& envelope);
