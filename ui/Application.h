@@ -1,7 +1,8 @@
 #pragma once
 // The windowing toolkit's application object, as the rest of the program sees
-// it. Backends: ui/console (no display) and ui/qt (Qt 6 Widgets). Tests use a
-// recording double (tests/support/RecordingApplication.h).
+// it. Backends: ui/console (no display), ui/qt (Qt 6 Widgets) and ui/win32
+// (the Windows API). Tests use a recording double
+// (tests/support/RecordingApplication.h).
 
 #include <cstdint>
 #include <exception>

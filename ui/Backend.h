@@ -10,8 +10,9 @@ namespace rotalis::ui {
 enum class BackendKind { Console, Desktop };
 
 // Desktop when this build has the Qt backend, a display is named in the
-// environment (DISPLAY or WAYLAND_DISPLAY) and Qt can open it; console
-// otherwise.
+// environment (DISPLAY or WAYLAND_DISPLAY) and Qt can open it, or on Windows
+// when the process can make a window (under Wine also a display must be
+// named); console otherwise.
 BackendKind ChooseBackend();
 
 // The application object of the chosen backend. There is one per process.

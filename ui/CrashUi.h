@@ -1,7 +1,8 @@
 #pragma once
 // What the crash reporter shows: the crash dialog, the report text, the simple
 // box for errors that are the user's own, the please-wait box, and the
-// screenshot that goes with a report. Backends: console and Qt; tests record.
+// screenshot that goes with a report. Backends: console, Qt and Win32; tests
+// record.
 
 #include <memory>
 #include <string>
@@ -68,5 +69,10 @@ class CrashUi {
 
 // The crash user interface of that backend.
 std::unique_ptr<CrashUi> CreateCrashUi(BackendKind kind);
+
+// Draws the desktop crash dialog as it opens, without waiting for a choice,
+// and writes it as a PNG file (documentation screenshots). False when this
+// build has no desktop backend or it cannot draw.
+bool SaveCrashDialogImage(const CrashDialogSpec& spec, const std::string& pngPath);
 
 }  // namespace rotalis::ui
