@@ -9,14 +9,17 @@
 #include "db/DbError.h"
 #include "db/TMySQLProvider.h"
 #include "platform/AsciiCase.h"
+#include "platform/TextEncoding.h"
 
 namespace rotalis {
 namespace {
 
 constexpr unsigned int kConnectTimeoutSeconds = 15;
-// utf8mb4 rather than the columns' latin1: the server then converts every
-// accented letter itself and, in strict mode, refuses a character that latin1
-// cannot hold instead of storing a question mark.
+// utf8mb4 rather than the columns' latin1, so that the server converts every
+// accented letter itself. A character that latin1 cannot hold would make a
+// strict server refuse the whole row, at every start, with nothing the user
+// can do: QuoteValue turns it into "?" first, as text passing through the
+// Windows-1252 code page always did.
 constexpr const char* kSessionCharset = "utf8mb4";
 
 std::string Trimmed(const std::string& text) {
@@ -106,10 +109,11 @@ db::MySqlResult TDbConnection::Execute(const std::string& sql) {
 
 std::string TDbConnection::QuoteValue(std::string_view value) {
   Connect();
-  std::string quoted(value.size() * 2 + 3, '\0');
+  const std::string text = FitToWindows1252(value);
+  std::string quoted(text.size() * 2 + 3, '\0');
   quoted[0] = '\'';
   const unsigned long length =
-      mysql_real_escape_string(handle_.get(), quoted.data() + 1, value.data(), value.size());
+      mysql_real_escape_string(handle_.get(), quoted.data() + 1, text.data(), text.size());
   if (length == static_cast<unsigned long>(-1)) RaiseLastError();
   quoted.resize(length + 1);
   quoted += '\'';

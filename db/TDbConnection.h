@@ -6,7 +6,7 @@
 // a query reconnects implicitly. Every failure raises EDatabaseError carrying
 // the client library's or server's message unchanged. The session speaks
 // utf8mb4, so the server converts the program's UTF-8 text to each column's
-// character set and, in strict SQL mode, rejects what a column cannot hold.
+// character set; text values reach it within Windows-1252 (see QuoteValue).
 
 #include <cstdint>
 #include <string>
@@ -52,7 +52,8 @@ class TDbConnection {
   // Rows the last statement matched (UPDATE counts matched, not changed, rows).
   std::uint64_t AffectedRows() const { return affectedRows_; }
   std::uint64_t LastInsertId() const { return lastInsertId_; }
-  // The value as an SQL string literal: escaped by the client library for the
+  // The value as an SQL string literal: every character Windows-1252 cannot
+  // represent turned into "?", escaped by the client library for the
   // session's character set and SQL mode, in single quotes. Connects first.
   std::string QuoteValue(std::string_view value);
   // The name as a quoted identifier.

@@ -17,9 +17,7 @@ namespace {
 // The Windows loader's order made explicit: the application folder, then the
 // PATH folders. The system folders and the working directory are left out on
 // purpose: the package belongs to the installation, nowhere else.
-std::string FindPackage(const std::string& applicationFolder) {
-  const auto searchPath = platform::GetEnvironment("PATH").value_or("");
-  const auto folders = PackageSearchFolders(applicationFolder, searchPath);
+std::string FindPackage(const std::vector<std::string>& folders) {
   for (const auto& folder : folders) {
     const std::string candidate = platform::ResolveIgnoringCase(folder, kModulePackageFile);
     if (platform::FileExists(candidate)) return candidate;
@@ -44,14 +42,19 @@ void CheckContract(const platform::LoadedLibrary& package) {
 
 }  // namespace
 
-void LoadModulePackage(ui::Application& app, const std::string& applicationFolder) {
-  const auto package = platform::LoadedLibrary::LoadForProcess(FindPackage(applicationFolder));
+std::unique_ptr<PackageBridge> LoadModulePackage(ui::Application& app,
+                                                 const std::string& applicationFolder) {
+  // The package and its own needs are looked for in the same folders, in order.
+  const auto folders =
+      PackageSearchFolders(applicationFolder, platform::GetEnvironment("PATH").value_or(""));
+  const auto package = platform::LoadedLibrary::LoadForProcess(FindPackage(folders), folders);
   void* routine = package.Export(ROTALIS_MODULE_MAIN_FORM_EXPORT);
-  if (routine == nullptr) return;
+  if (routine == nullptr) return nullptr;
   CheckContract(package);
-  PackageBridge bridge(app);
-  reinterpret_cast<RotalisMainFormRoutine>(routine)(bridge.Table());
-  bridge.RaiseKeptFailure();
+  auto bridge = std::make_unique<PackageBridge>(app);
+  reinterpret_cast<RotalisMainFormRoutine>(routine)(bridge->Table());
+  bridge->MainFormReturned();
+  return bridge;
 }
 
 }  // namespace rotalis

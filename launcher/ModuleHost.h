@@ -2,8 +2,10 @@
 // Hosts the module package "mrotalis.bpl": every form of the module lives
 // there; the launcher loads it once and lets it create the main form.
 
+#include <memory>
 #include <string>
 
+#include "launcher/PackageBridge.h"
 #include "ui/Application.h"
 
 namespace rotalis {
@@ -19,7 +21,12 @@ inline constexpr const char* kMainFormName = "FprinciRotalis";
 // cannot be loaded, when it was built for a newer contract than this
 // launcher's or declares none, and when the package reported a failure.
 // A package without the export "MainForm" (exact case) is no error: nothing
-// happens.
-void LoadModulePackage(ui::Application& app, const std::string& applicationFolder);
+// happens, and nullptr is returned.
+//
+// The returned bridge is the application object as the package sees it. The
+// package may keep it and use it from its event handlers, so the caller keeps
+// it for as long as `app` lives and its message loop runs.
+std::unique_ptr<PackageBridge> LoadModulePackage(ui::Application& app,
+                                                 const std::string& applicationFolder);
 
 }  // namespace rotalis

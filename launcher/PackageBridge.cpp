@@ -40,6 +40,7 @@ PackageBridge::PackageBridge(ui::Application& app) : app_(app), table_{} {
   table_.create_form = &PackageBridge::CreateForm;
   table_.show_message = &PackageBridge::ShowMessage;
   table_.fail = &PackageBridge::Fail;
+  table_.post_event = &PackageBridge::PostEvent;
 }
 
 PackageBridge& PackageBridge::Of(RotalisApplication* application) {
@@ -47,10 +48,17 @@ PackageBridge& PackageBridge::Of(RotalisApplication* application) {
 }
 
 void PackageBridge::Keep(std::exception_ptr failure) {
+  if (mainFormReturned_) {
+    // Called from an event handler of the package: the loop raises it next,
+    // where the crash reporter takes every error of an event handler.
+    app_.Post([failure] { std::rethrow_exception(failure); });
+    return;
+  }
   if (!failure_) failure_ = std::move(failure);
 }
 
-void PackageBridge::RaiseKeptFailure() {
+void PackageBridge::MainFormReturned() {
+  mainFormReturned_ = true;
   if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
 }
 
@@ -80,6 +88,17 @@ void PackageBridge::Fail(RotalisApplication* application, const char* message) {
   const std::string text = TextOrEmpty(message);
   bridge.Keep(std::make_exception_ptr(
       Exception(text.empty() ? "The module package failed without saying why" : text)));
+}
+
+void PackageBridge::PostEvent(RotalisApplication* application, RotalisEventHandler handler,
+                              void* context) {
+  PackageBridge& bridge = Of(application);
+  try {
+    if (handler == nullptr) throw Exception("The module package posted an event without a handler");
+    bridge.app_.Post([handler, context] { handler(context); });
+  } catch (...) {
+    bridge.Keep(std::current_exception());
+  }
 }
 
 }  // namespace rotalis

@@ -1,8 +1,9 @@
 #pragma once
 // The application object handed across the module boundary: the C table of
 // the package contract, backed by a ui::Application. Exceptions never cross
-// the boundary; the first failure is kept and raised once the package's call
-// returned.
+// the boundary. During MainForm the first failure is kept and raised once it
+// returned; later (from the package's event handlers) a failure goes to the
+// message loop as an error of an event handler.
 
 #include <exception>
 
@@ -19,8 +20,9 @@ class PackageBridge {
 
   RotalisApplication* Table() { return &table_; }
 
-  // Raises the first failure of a call made through the table, if any.
-  void RaiseKeptFailure();
+  // MainForm has returned: raises the first failure of a call made through
+  // the table during it, if any; failures from now on go to the message loop.
+  void MainFormReturned();
 
  private:
   static PackageBridge& Of(RotalisApplication* application);
@@ -28,11 +30,14 @@ class PackageBridge {
                                                      const RotalisFormSpec* spec);
   static void ROTALIS_MODULE_CALL ShowMessage(RotalisApplication* application, const char* text);
   static void ROTALIS_MODULE_CALL Fail(RotalisApplication* application, const char* message);
+  static void ROTALIS_MODULE_CALL PostEvent(RotalisApplication* application,
+                                            RotalisEventHandler handler, void* context);
   void Keep(std::exception_ptr failure);
 
   ui::Application& app_;
   RotalisApplication table_;
   std::exception_ptr failure_;
+  bool mainFormReturned_ = false;
 };
 
 }  // namespace rotalis

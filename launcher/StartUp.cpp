@@ -12,7 +12,8 @@ int RunLauncher(ui::Application& app, const Installation& here) {
   // exactly these folders.
   platform::SetEnvironment("PATH", ModuleSearchPath(here.folder));
   RunUpdate(app, here);
-  LoadModulePackage(app, here.folder);
+  // The package may keep its application object for its event handlers.
+  const auto package = LoadModulePackage(app, here.folder);
   app.SetMainForm(app.FindComponent(kMainFormName));
   app.Run();
   return 0;

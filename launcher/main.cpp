@@ -22,14 +22,15 @@ int main() {
   try {
     // The crash reporter comes first: from here on, every error that nothing
     // handles ends in it, whether it leaves this body, an event handler of
-    // the message loop or a thread, and so does a fatal signal.
+    // the message loop or a thread, and so does a fault (a fatal signal, a
+    // structured exception on Windows).
     crash::CrashReporterSetup setup;
     setup.settings = crash::TCrashSettings::ForDeployment(Deployment::Compiled());
     setup.application = crash::ApplicationInfo::Current();
     setup.backend = backend;
     setup.watcherPath = setup.application.folder + crash::kCrashWatcherName;
     // Without its watcher (not installed beside the program) the reporter
-    // still takes every exception; only fatal signals go unreported.
+    // still takes every exception; only faults go unreported.
     crash::InstallCrashReporter(std::move(setup));
 
     const Installation here = Installation::Current();

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string_view>
 
-#include "config/TextEncoding.h"
 #include "platform/AsciiCase.h"
+#include "platform/TextEncoding.h"
 
 namespace rotalis::net {
 namespace {

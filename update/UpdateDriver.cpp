@@ -8,10 +8,10 @@
 
 #include "config/ConfigFile.h"
 #include "config/IniFile.h"
-#include "platform/AsciiCase.h"
 #include "platform/Exception.h"
 #include "platform/FileSystem.h"
 #include "platform/Process.h"
+#include "platform/TextCollation.h"
 #include "rules/RuleSync.h"
 #include "update/Edition.h"
 #include "update/ExeFiles.h"
@@ -42,12 +42,12 @@ double ReadNumber(const std::string& digits, const std::string& source) {
   return value;
 }
 
-// Case-insensitive order, so that A_10250.exe runs before b_10300.exe; names
-// equal but for case keep a fixed order among themselves.
-bool LessIgnoringCase(const std::string& a, const std::string& b) {
-  const std::string foldedA = platform::AsciiLowered(a);
-  const std::string foldedB = platform::AsciiLowered(b);
-  return foldedA != foldedB ? foldedA < foldedB : a < b;
+// The platform's case-insensitive order under the user's locale, so that
+// A_10250.exe runs before b_10300.exe and "Instalação" sits among the I's;
+// names it holds equal keep a fixed order among themselves.
+bool LessForPeople(const std::string& a, const std::string& b) {
+  const int order = platform::CompareTextIgnoringCase(a, b);
+  return order != 0 ? order < 0 : a < b;
 }
 
 }  // namespace
@@ -72,7 +72,7 @@ void UpdateInstallation(ui::Application& app, const Installation& here) {
   folder.pop_back();  // listed without its trailing separator
   std::vector<std::string> installers;
   ListExeFiles(folder, installers);
-  std::sort(installers.begin(), installers.end(), LessIgnoringCase);
+  std::sort(installers.begin(), installers.end(), LessForPeople);
 
   const double running = ReadNumber(version, here.executablePath);
   for (const auto& installer : installers) {

@@ -20,6 +20,12 @@
  *      whose form has another name, leaves the launcher without a window: it
  *      ends normally.
  *   4. The package is never unloaded.
+ *   5. Work that must wait for the message loop (after MainForm returned) is
+ *      posted as an event handler through application->post_event, once the
+ *      package has made sure the launcher knows the member:
+ *          if (ROTALIS_APPLICATION_HAS(application, post_event)) ...
+ *      A handler runs on the main thread; a crash in it (an access violation,
+ *      for one) ends in the launcher's crash reporter like any other.
  *
  * Texts are UTF-8. Versioning: contract_version grows when the meaning of
  * something changes; members are only ever added at the end of a struct, and
@@ -29,6 +35,7 @@
 #ifndef ROTALIS_MODULE_PACKAGE_H
 #define ROTALIS_MODULE_PACKAGE_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 #if defined(_WIN32)
@@ -68,11 +75,17 @@ typedef struct RotalisFormSpec {
   int32_t height;
 } RotalisFormSpec;
 
+/* An event handler a package posts; `context` is what it posted with it. */
+typedef void(ROTALIS_MODULE_CALL* RotalisEventHandler)(void* context);
+
 /*
- * The launcher's application object as the package sees it. Valid during the
- * MainForm call. None of the routines raises across the boundary: a failure
- * is kept by the launcher and raised when MainForm returns, which ends the
- * start-up with that message.
+ * The launcher's application object as the package sees it. It stays valid
+ * for as long as the launcher runs, so a package may keep it and use it from
+ * its event handlers (to build another form later, say). None of the routines
+ * raises across the boundary: a failure during MainForm is kept by the
+ * launcher and raised when MainForm returns, which ends the start-up with
+ * that message; a failure in an event handler is reported as an error of that
+ * event handler.
  */
 typedef struct RotalisApplication RotalisApplication;
 struct RotalisApplication {
@@ -83,7 +96,7 @@ struct RotalisApplication {
   /* Creates a hidden form owned directly by the application object, named
      spec->name. NULL on failure. */
   RotalisForm*(ROTALIS_MODULE_CALL* create_form)(RotalisApplication* application,
-                                                  const RotalisFormSpec* spec);
+                                                 const RotalisFormSpec* spec);
 
   /* Shows a modal message box with the text and an OK button. */
   void(ROTALIS_MODULE_CALL* show_message)(RotalisApplication* application, const char* text);
@@ -91,7 +104,19 @@ struct RotalisApplication {
   /* Reports that the package cannot go on: the start-up ends with this
      message once MainForm returns. */
   void(ROTALIS_MODULE_CALL* fail)(RotalisApplication* application, const char* message);
+
+  /* Added later: test with ROTALIS_APPLICATION_HAS before use. Queues
+     handler(context) to run once as an event handler of the message loop,
+     after MainForm has returned; handlers run in the order posted. The
+     context must stay valid until then. */
+  void(ROTALIS_MODULE_CALL* post_event)(RotalisApplication* application,
+                                        RotalisEventHandler handler, void* context);
 };
+
+/* The members added to RotalisApplication after its first version. */
+#define ROTALIS_APPLICATION_HAS(application, member) \
+  ((application)->size >=                            \
+   offsetof(RotalisApplication, member) + sizeof(((RotalisApplication*)0)->member))
 
 /* The routine a package exports as "MainForm". */
 typedef void(ROTALIS_MODULE_CALL* RotalisMainFormRoutine)(RotalisApplication* application);
@@ -103,8 +128,8 @@ ROTALIS_MODULE_EXPORT void ROTALIS_MODULE_CALL MainForm(RotalisApplication* appl
 #endif
 
 /* Defines the package's contract-version export. Use once per package. */
-#define ROTALIS_MODULE_DECLARE_CONTRACT()                                    \
-  ROTALIS_MODULE_EXTERN_C ROTALIS_MODULE_EXPORT const uint32_t               \
-      RotalisModuleContractVersion = ROTALIS_MODULE_CONTRACT_VERSION
+#define ROTALIS_MODULE_DECLARE_CONTRACT()                                                     \
+  ROTALIS_MODULE_EXTERN_C ROTALIS_MODULE_EXPORT const uint32_t RotalisModuleContractVersion = \
+      ROTALIS_MODULE_CONTRACT_VERSION
 
 #endif /* ROTALIS_MODULE_PACKAGE_H */
