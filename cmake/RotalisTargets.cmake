@@ -18,9 +18,12 @@ function(rotalis_library name)
   target_link_libraries(${name} PUBLIC ${ARG_DEPS} PRIVATE ${ARG_PRIVATE_DEPS})
 endfunction()
 
-# rotalis_test(NAME SOURCES... [DEPS ...]) — one GoogleTest program, registered with CTest.
+# rotalis_test(NAME SOURCES... [DEPS ...] [NEEDS_DISPLAY]) — one GoogleTest
+# program, registered with CTest. NEEDS_DISPLAY: the program draws windows; it
+# runs under a private X server that xvfb-run starts and stops around it (and
+# without xvfb-run as it is, its cases then skipping).
 function(rotalis_test name)
-  cmake_parse_arguments(ARG "" "TIMEOUT" "SOURCES;DEPS;LABELS" ${ARGN})
+  cmake_parse_arguments(ARG "NEEDS_DISPLAY" "TIMEOUT" "SOURCES;DEPS;LABELS" ${ARGN})
   find_package(GTest REQUIRED)
   add_executable(${name} ${ARG_SOURCES})
   target_compile_options(${name} PRIVATE ${ROTALIS_WARNINGS})
@@ -28,7 +31,18 @@ function(rotalis_test name)
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 600)
   endif()
-  add_test(NAME ${name} COMMAND ${name} --gtest_color=no)
+  set(command ${name})
+  if(ARG_NEEDS_DISPLAY)
+    find_program(ROTALIS_XVFB_RUN xvfb-run)
+    if(ROTALIS_XVFB_RUN)
+      set(command ${ROTALIS_XVFB_RUN} -a -s "-screen 0 1280x800x24" $<TARGET_FILE:${name}>)
+    endif()
+  endif()
+  # Each program leaves its cases' results where scripts/test-summary.py
+  # counts them; the path is relative so that it means the same under Wine.
+  add_test(NAME ${name} COMMAND ${command} --gtest_color=no
+           --gtest_output=xml:gtest-results/${name}.xml
+           WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})
   set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT}
     ENVIRONMENT "ROTALIS_SOURCE_DIR=${PROJECT_SOURCE_DIR};ROTALIS_BINARY_DIR=${PROJECT_BINARY_DIR}")
   if(ARG_LABELS)

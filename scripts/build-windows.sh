@@ -9,7 +9,12 @@
 # ~/.cache/rotalis/mingw-w64-prefix), then configures and builds BUILD_DIR with
 # mingw-w64: rotalis.exe, Modulos/mrotalis.bpl and the test programs. The extra
 # arguments reach CMake, so the deployment settings are given as on Linux
-# (-DROTALIS_UPDATE_SERVER=… and the rest).
+# (-DROTALIS_UPDATE_SERVER=… and the rest; the build refuses to configure
+# without them).
+#
+# It then lays out what a deployment ships: BUILD_DIR/release/app/ holds the
+# files to copy into the ERP's application folder, and
+# BUILD_DIR/release/rotalis-<version>-windows-x86_64.zip the same files zipped.
 set -euo pipefail
 if [ $# -lt 1 ]; then
   echo "usage: $0 BUILD_DIR [extra CMake arguments]" >&2
@@ -28,3 +33,9 @@ cmake -S "$root" -B "$build" -G Ninja \
   -DROTALIS_WINDOWS_PREFIX="$prefix" \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@"
 cmake --build "$build"
+
+release=$build/release
+rm -rf "$release"
+cmake --install "$build" --prefix "$release/app" --strip >/dev/null
+version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$build/CMakeCache.txt")
+(cd "$release/app" && cmake -E tar cf "../rotalis-$version-windows-x86_64.zip" --format=zip .)

@@ -71,7 +71,8 @@ cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DROTALIS_UPDATE_SERVER=127.0.0.1 \
   "-DROTALIS_CLOUD_URL=https://127.0.0.1:$cloud_port/functions/v1/regras-por-cnpj" \
   "-DROTALIS_CLOUD_TOKEN=$token" \
-  "-DROTALIS_CLOUD_CA_FILE=$pki/ca.pem" >/dev/null
+  "-DROTALIS_CLOUD_CA_FILE=$pki/ca.pem" -DROTALIS_BUGTRACKER_URL=http://127.0.0.1:8080/erros \
+  >/dev/null
 cmake --build "$build" --target rotalis -j 2
 
 step "Checking that ports $cloud_port and $update_port are free"

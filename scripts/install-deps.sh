@@ -14,7 +14,7 @@ packages=(
   libcurl4-openssl-dev nlohmann-json3-dev libgtest-dev libgmock-dev
   qt6-base-dev libgl-dev xvfb xauth
   libdw-dev
-  nginx-light openssl python3 ca-certificates curl procps
+  nginx-light openssl python3 ca-certificates curl procps locales
   wine wine64
 )
 missing=()
@@ -24,4 +24,11 @@ done
 if [ "${#missing[@]}" -gt 0 ]; then
   apt-get update -qq
   apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi
+
+# The users' locale, for the tests of orders people sort names in.
+if ! locale -a 2>/dev/null | grep -qi '^pt_BR\.utf-\?8$'; then
+  sed -i 's/^# *\(pt_BR\.UTF-8 UTF-8\)/\1/' /etc/locale.gen
+  grep -q '^pt_BR\.UTF-8 UTF-8' /etc/locale.gen || echo 'pt_BR.UTF-8 UTF-8' >>/etc/locale.gen
+  locale-gen >/dev/null
 fi

@@ -10,7 +10,9 @@
 #
 # Wine lives in a prefix of its own inside BUILD_DIR (BUILD_DIR/wine-prefix);
 # its wineserver is kept running for the whole run and stopped at the end, as
-# is the agent. CTest's output is also written to BUILD_DIR/ctest.log.
+# are the agent and the private X server (Xvfb) that gives the whole run a
+# display for the Windows user interface's tests. CTest's output is also
+# written to BUILD_DIR/ctest.log.
 set -euo pipefail
 if [ $# -lt 1 ]; then
   echo "usage: $0 BUILD_DIR [CTEST_ARGUMENT...]" >&2
@@ -27,7 +29,8 @@ shift
 # it whatever its working folder.
 bash "$root/scripts/build-windows.sh" "$build" -DROTALIS_UPDATE_SERVER=127.0.0.1 \
   -DROTALIS_CLOUD_URL=https://127.0.0.1:8443/functions/v1/regras-por-cnpj \
-  -DROTALIS_CLOUD_TOKEN=rotalis-test-token "-DROTALIS_CLOUD_CA_FILE=Z:$build/test-pki/ca.pem"
+  -DROTALIS_CLOUD_TOKEN=rotalis-test-token "-DROTALIS_CLOUD_CA_FILE=Z:$build/test-pki/ca.pem" \
+  -DROTALIS_BUGTRACKER_URL=http://127.0.0.1:8080/erros
 
 export WINEPREFIX=$build/wine-prefix WINEDEBUG=-all WINEDLLOVERRIDES=winemenubuilder.exe=d
 wine64=/usr/lib/wine/wine64
@@ -35,6 +38,7 @@ wine64=/usr/lib/wine/wine64
 
 agent_pid=""
 agent_input=""
+xvfb_pid=""
 cleanup() {
   local status=$?
   if [ -n "$agent_input" ]; then
@@ -52,10 +56,34 @@ cleanup() {
   fi
   # Only this prefix's wineserver: WINEPREFIX is set above.
   wineserver -k 2>/dev/null || true
+  # After Wine: its processes are the X server's clients.
+  if [ -n "$xvfb_pid" ]; then
+    kill -TERM "$xvfb_pid" 2>/dev/null || true
+    wait "$xvfb_pid" 2>/dev/null || true
+  fi
   exit $status
 }
 trap cleanup EXIT
 trap 'exit 130' INT TERM
+
+# The whole run, Wine's own desktop process included, has a display: a
+# private X server on a display number it picks itself among the free ones
+# and writes to fd 3 once it accepts clients. Programs that must run without
+# one (the launcher's console runs) are started without DISPLAY.
+rm -f "$build/xvfb.display"
+Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp 3>"$build/xvfb.display" \
+  </dev/null >"$build/xvfb.log" 2>&1 &
+xvfb_pid=$!
+for _ in $(seq 100); do
+  [ -s "$build/xvfb.display" ] && break
+  sleep 0.1
+done
+[ -s "$build/xvfb.display" ] || {
+  echo "Xvfb did not start:" >&2
+  cat "$build/xvfb.log" >&2
+  exit 1
+}
+export DISPLAY=:$(cat "$build/xvfb.display")
 
 # A first start creates the prefix (several seconds); later starts are quick
 # only while a wineserver runs, and its background services must be up before
@@ -68,6 +96,23 @@ if [ ! -f "$WINEPREFIX/system.reg" ]; then
 fi
 wineserver -p </dev/null >/dev/null 2>&1
 "$wine64" cmd /c exit >/dev/null 2>&1 </dev/null || true
+
+# Wine draws the windows' frames and title bars itself, as Windows does: the X
+# server runs no window manager to draw them, and waiting for one costs two
+# seconds each time a window is hidden. Text is smoothed, as on Windows.
+cat >"$build/wine-desktop.reg" <<'REG'
+REGEDIT4
+
+[HKEY_CURRENT_USER\Software\Wine\X11 Driver]
+"Managed"="N"
+
+[HKEY_CURRENT_USER\Control Panel\Desktop]
+"FontSmoothing"="2"
+"FontSmoothingType"=dword:00000002
+"FontSmoothingGamma"=dword:00000578
+"FontSmoothingOrientation"=dword:00000001
+REG
+"$wine64" regedit /S "Z:$build/wine-desktop.reg" >/dev/null 2>&1 </dev/null
 
 # The host agent runs for as long as its input, a pipe from this script, stays
 # open. Its log and the servers' stray output go to a file.
