@@ -30,6 +30,18 @@ TEST(ConfigFile, EditionFileWinsOverMorvane) {
 #endif
 }
 
+// An installed edition without its own file reads "morvane.ini", yet its
+// version still goes to the edition's file, never to "morvane.ini".
+TEST(ConfigFile, AnEditionWithoutItsFileReadsMorvane) {
+  test::TempFolder app;
+  app.Write("KelvaERP.exe", "");
+  app.Write("morvane.ini", "[posi]\r\nnomebanco=morvane_db\r\n");
+  const std::string file = ResolveConfigFile(app.Path());
+  EXPECT_EQ(file, app / "morvane.ini");
+  EXPECT_EQ(ReadDatabaseSettings(file).database, "morvane_db");
+  EXPECT_EQ(VersionConfigFile(app.Path(), "kelva"), platform::JoinPath(app.Path(), "kelvaerp.ini"));
+}
+
 TEST(ConfigFile, NoEditionReadsErpIni) {
   test::TempFolder app;
   app.Write("ERP.ini", "[posi]\r\nservidor=\r\nportabanco=\r\n");

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/Exception.h"
+#include "platform/FileSystem.h"
 #include "tests/support/TempFolder.h"
 
 namespace rotalis {
@@ -101,6 +102,26 @@ TEST(IniFile, KeepsEachEncoding) {
     expected += '\0';
   }
   EXPECT_EQ(dir.Read("wide.ini"), expected);
+}
+
+// What cannot be read gives the defaults, as a missing file does, and is
+// never replaced by a file holding only the key written.
+TEST(IniFile, UnreadableFilesReadAsMissingAndStayAsTheyAre) {
+  test::TempFolder dir;
+  const auto readsAsMissingAndIsKept = [](const std::string& path) {
+    const std::string before = platform::FileExists(path) ? platform::ReadFileBytes(path) : "";
+    IniFile ini(path);
+    EXPECT_EQ(ini.ReadString("posi", "servidor", "localhost"), "localhost") << path;
+    EXPECT_THROW(ini.WriteString("posi", "Versao", "1"), Exception) << path;
+    if (platform::FileExists(path)) {
+      EXPECT_EQ(platform::ReadFileBytes(path), before) << path;
+    }
+  };
+  readsAsMissingAndIsKept(dir.Write("odd.ini", std::string("\xFF\xFE[\0p\0o", 7)));
+  readsAsMissingAndIsKept(
+      dir.Write("surrogate.ini", std::string("\xFF\xFE[\0\x00\xD8]\0\r\0\n\0", 12)));
+  platform::CreateDirectories(dir / "folder.ini");
+  readsAsMissingAndIsKept(dir / "folder.ini");
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "config/IniFile.h"
-#include "config/TextEncoding.h"
+#include "platform/TextEncoding.h"
 #include "tests/config/WindowsProfile.h"
 #include "tests/support/TempFolder.h"
 

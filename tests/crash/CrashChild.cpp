@@ -6,16 +6,25 @@
 // goes there), ROTALIS_CRASH_TRACKER (the tracker's base URL),
 // ROTALIS_CRASH_UI ("recording": RecordingCrashUi answering with
 // ROTALIS_CRASH_CHOICES; otherwise the console one), ROTALIS_CRASH_WATCHER
-// (the watcher program; without it fatal errors are reported in-process).
+// (the watcher program; without it fatal errors are reported in-process and
+// faults not at all).
+//
+// The scenarios that restart leave a line in starts.txt of the folder at
+// every start: "start <ROTALIS_CRASH_PROBE as found>|<argument>|...".
 
+#include <chrono>
+#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "crash/CrashHandlers.h"
 #include "platform/Environment.h"
 #include "platform/Exception.h"
+#include "platform/ProcessControl.h"
+#include "platform/SystemInfo.h"
 #include "rotalis/EDBEditError.h"
 #include "tests/crash/RecordingCrashUi.h"
 #include "ui/console/ConsoleApplication.h"
@@ -36,11 +45,27 @@ std::string Setting(const char* name) { return platform::GetEnvironment(name).va
   throw EDBEditError("'31/02/2024' is not a valid date");
 }
 
-// The sanitizers would stop the write themselves; the point is the signal.
+// The sanitizers would stop these themselves; the point is the fault.
 __attribute__((noinline, no_sanitize("address", "undefined"))) void WriteThroughNull(
     volatile int* target) {
   *target = 42;
 }
+
+__attribute__((noinline, no_sanitize("undefined"))) int DivideBy(int divisor) {
+  volatile int dividend = 7;
+  return dividend / divisor;
+}
+
+// Until the stack runs out; the limit only keeps the compiler from seeing an
+// endless recursion (or a loop).
+__attribute__((noinline, no_sanitize("address"))) int RecurseForever(int depth, int limit) {
+  volatile char frame[512];
+  frame[0] = static_cast<char>(depth);
+  return depth < limit ? RecurseForever(depth + 1, limit) + frame[0] : 0;
+}
+
+volatile int runtimeZero = 0;
+volatile int runtimeLimit = 1 << 30;
 
 [[gnu::noinline]] void FailInWorkerThread() { throw Exception("JSON inválido"); }
 
@@ -69,12 +94,16 @@ void RunInMessageLoop(int times, void (*task)()) {
   std::cout << "message loop went on" << std::endl;
 }
 
-// Each start leaves a line with the probe variable as it found it; the first
-// start changes the variable, then fails, so that a restart shows which
-// environment it got.
+// Each start leaves a line with the probe variable as it found it and its
+// arguments; the first start changes the variable, then fails, so that a
+// restart shows which environment and command line it got.
 bool FirstStartOfRestartScenario() {
   const std::string log = Setting("ROTALIS_CRASH_FOLDER") + "starts.txt";
-  std::ofstream(log, std::ios::app) << "start " << Setting("ROTALIS_CRASH_PROBE") << std::endl;
+  std::string line = "start " + Setting("ROTALIS_CRASH_PROBE");
+  // As the system holds them: UTF-8 here, whatever the C runtime's code page.
+  const std::vector<std::string> arguments = platform::CurrentCommandLine();
+  for (std::size_t i = 1; i < arguments.size(); ++i) line += "|" + arguments[i];
+  std::ofstream(log, std::ios::app) << line << std::endl;
   std::ifstream lines(log);
   int starts = 0;
   for (std::string line; std::getline(lines, line);) ++starts;
@@ -93,12 +122,22 @@ int main(int argc, char** argv) {
       ConnectToDatabase("Access denied for user 'erp'@'localhost'");
     } else if (scenario == "restart") {
       if (FirstStartOfRestartScenario()) ConnectToDatabase("restart me");
+    } else if (scenario == "restart-after-fault") {
+      if (FirstStartOfRestartScenario()) WriteThroughNull(nullptr);
     } else if (scenario == "event-twice") {
       RunInMessageLoop(2, &FailInEventHandler);
     } else if (scenario == "edit-error") {
       RunInMessageLoop(1, &RefuseEditedValue);
-    } else if (scenario == "segfault") {
+    } else if (scenario == "null-write") {
       WriteThroughNull(nullptr);
+    } else if (scenario == "divide-by-zero") {
+      std::cout << DivideBy(runtimeZero) << std::endl;
+    } else if (scenario == "stack-overflow") {
+      std::cout << RecurseForever(0, runtimeLimit) << std::endl;
+    } else if (scenario == "signal-from-another-process") {
+      // A shell sends it, as an administrator's kill would.
+      std::system(("kill -SEGV " + std::to_string(platform::CurrentProcessId())).c_str());
+      std::this_thread::sleep_for(std::chrono::seconds(10));
     } else if (scenario == "thread") {
       std::thread worker(&FailInWorkerThread);
       worker.join();

@@ -8,6 +8,7 @@
 #include <sstream>
 #include <string>
 
+#include "crash/CrashReporter.h"
 #include "crash/CrashSettings.h"
 #include "crash/ExceptionInfo.h"
 #include "crash/MantisSubmitter.h"
@@ -45,7 +46,8 @@ TEST_F(SubmissionTest, FilesTheIssueWithItsAttachmentsByteForByte) {
                           "error details: \r\nline one\nline \"two\""};
   const auto id = MantisSubmitter(*transport_, Settings())
                       .Submit(issue, {{"bugreport.txt", "text/plain", "report\r\ntext"},
-                                      {"screenshot.png", "image/png", binary}});
+                                      {"screenshot.png", "image/png", binary}})
+                      .issueId;
 
   const auto issues = tracker_.Issues();
   ASSERT_EQ(issues.size(), 1u);
@@ -81,6 +83,73 @@ TEST_F(SubmissionTest, TheTrackersRefusalsRaiseWithItsText) {
             "Category 'Geral' not found.");
   EXPECT_TRUE(tracker_.Issues().empty());
   EXPECT_TRUE(tracker_.WsdlViolations().empty());
+}
+
+// The desktop as the reporter sees it: the dialog is closed at once and the
+// screen is a fixed image.
+class ClosingCrashUi : public ui::CrashUi {
+ public:
+  void ShowPleaseWait(const std::string&, const std::string&) override {}
+  void HidePleaseWait() override {}
+  ui::CrashDialogButton ShowCrashDialog(const ui::CrashDialogSpec&) override {
+    return ui::CrashDialogButton::CloseApplication;
+  }
+  void ShowReport(const std::string&, const std::string&) override {}
+  void ShowSimpleBox(const ui::SimpleBoxSpec&) override {}
+  std::string CaptureScreenPng(int) override { return "\x89PNG stand-in"; }
+};
+
+class ReporterSubmissionTest : public ::testing::Test {
+ protected:
+  // Reports one error, each with a stack of its own (a repeated stack is not
+  // filed again); the report file lies in a folder of the test.
+  void Report(test::MantisFixtureServer& tracker, const std::string& message) {
+    ApplicationInfo application;
+    application.name = "rotalis";
+    application.folder = folder_.Path();
+    CrashEvent event;
+    event.errorClass = "rotalis::Exception";
+    event.classChain = {event.errorClass};
+    event.message = message;
+    event.origin = "program body";
+    event.stack = {0x1000 + ++reported_};
+    const auto settings =
+        TCrashSettings::ForDeployment(Deployment{"", "", "", "", tracker.BaseUrl()});
+    CrashReporter(settings, application, ui_, *transport_).Handle(event);
+  }
+
+  test::TempFolder folder_;
+  ClosingCrashUi ui_;
+  std::unique_ptr<net::HttpTransport> transport_ = net::HttpTransport::Create();
+  std::uintptr_t reported_ = 0;
+};
+
+// The tracker counts the summary's characters as it receives them: each stray
+// byte arrives as "?", and line breaks and tabs as one blank each run.
+TEST_F(ReporterSubmissionTest, TheSummaryIsCutOnWhatTheTrackerReceives) {
+  test::MantisFixtureServer tracker({"bugs", kSettings.BugTrPassword});
+  Report(tracker, "linha um\r\n\tlinha dois " + std::string(130, '\xFF'));
+  const auto issues = tracker.Issues();
+  ASSERT_EQ(issues.size(), 1u) << "the tracker refused the issue";
+  const std::string expected = "rotalis, linha um linha dois " + std::string(130, '?');
+  EXPECT_EQ(issues[0].summary, expected.substr(0, 128));
+}
+
+// Once the issue exists its description holds the whole report: an attachment
+// the tracker refuses does not make the report count as unsent, so it is not
+// filed again inside the next crash's attachment.
+TEST_F(ReporterSubmissionTest, AnIssueFiledWithoutItsScreenshotCountsAsSent) {
+  test::MantisFixtureServer tracker(
+      {"bugs", kSettings.BugTrPassword, {"TarvoArquivos"}, {"General"}, 0, {"png"}});
+  Report(tracker, "primeiro erro");
+  EXPECT_FALSE(platform::FileExists(folder_ / kSettings.BugRepFile));
+  Report(tracker, "segundo erro");
+  const auto issues = tracker.Issues();
+  ASSERT_EQ(issues.size(), 2u);
+  EXPECT_EQ(issues[1].attachments.count("screenshot.png"), 0u);
+  const std::string second = issues[1].attachments.at("bugreport.txt");
+  EXPECT_NE(second.find("segundo erro"), std::string::npos);
+  EXPECT_EQ(second.find("primeiro erro"), std::string::npos) << second;
 }
 
 // The fixture's check is what the tests above rely on: it must catch a

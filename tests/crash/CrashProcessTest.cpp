@@ -1,9 +1,13 @@
 // Whole crashes: each test runs crash-child (the crash reporter installed as
-// the program installs it) in a child process, under a 10-second limit that
-// turns a hang into a failure, against the fixture tracker.
+// the program installs it) in a child process, under a time limit that turns
+// a hang into a failure, against the fixture tracker. The same tests run on
+// Linux and, under Wine, on Windows; only the names and exit statuses of
+// faults differ (kFaults).
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <string>
 #include <thread>
@@ -13,13 +17,53 @@
 #include "platform/ChildProcess.h"
 #include "platform/FileSystem.h"
 #include "tests/crash/RecordingCrashUi.h"
+#include "tests/support/HostShell.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/mantis/MantisFixtureServer.h"
 
 namespace rotalis::crash {
 namespace {
 
-constexpr int kTimedOut = 124;  // timeout(1)'s status when it had to stop the child
+// Under Wine a start takes longer, and a stack overflow walks a deep stack.
+constexpr int kTimeLimitSeconds = 30;
+
+// A fault, as the watcher reports it and as the crashed process ends.
+struct FaultCase {
+  const char* scenario;
+  int status;
+  const char* errorClass;
+  const char* message;   // the start of the exception message
+  const char* function;  // the faulting function, the first frame
+};
+
+#if defined(_WIN32)
+const FaultCase kFaults[] = {
+    {"null-write", static_cast<int>(0xC0000005), "EXCEPTION_ACCESS_VIOLATION",
+     "Access violation writing address 0x0", "WriteThroughNull"},
+    {"stack-overflow", static_cast<int>(0xC00000FD), "EXCEPTION_STACK_OVERFLOW",
+     "Stack overflow at address 0x", "RecurseForever"},
+    {"divide-by-zero", static_cast<int>(0xC0000094), "EXCEPTION_INT_DIVIDE_BY_ZERO",
+     "Integer division by zero at address 0x", "DivideBy"},
+};
+// abort()'s status, which a process ended by std::terminate leaves.
+constexpr int kTerminatedStatus = 3;
+#else
+const FaultCase kFaults[] = {
+    {"null-write", 128 + 11, "SIGSEGV",
+     "Segmentation fault (address not mapped to object) at address 0x0", "WriteThroughNull"},
+    {"stack-overflow", 128 + 11, "SIGSEGV", "Segmentation fault", "RecurseForever"},
+    {"divide-by-zero", 128 + 8, "SIGFPE", "Floating point exception (integer divide by zero)",
+     "DivideBy"},
+};
+constexpr int kTerminatedStatus = 128 + 6;
+#endif
+
+const char* const kProductWatcher = ROTALIS_CRASH_WATCHER;
+const char* const kRecordingWatcher = ROTALIS_CRASH_TEST_WATCHER;
+
+// Arguments a restart must hand on unchanged: a blank, a quote, a backslash
+// before a quote, and text beyond ASCII.
+const std::vector<std::string> kAwkwardArguments = {"two words", "say \"hi\"", "C:\\dir\\", "ação"};
 
 struct ChildRun {
   int status = -1;
@@ -33,27 +77,51 @@ bool Has(const std::string& text, const std::string& part) {
 
 class CrashProcessTest : public ::testing::Test {
  protected:
+  // `watcher`: the watcher program, nullptr for none; `arguments` follow the
+  // scenario's name.
   ChildRun Run(const std::string& scenario, const std::string& trackerUrl,
                const std::string& ui = "recording", const std::string& choices = "",
-               bool watched = false) {
+               const char* watcher = nullptr, const std::vector<std::string>& arguments = {}) {
     platform::ChildCommand command;
-    command.program = ROTALIS_TIMEOUT_PROGRAM;
-    command.arguments = {"10", ROTALIS_CRASH_CHILD, scenario};
+    command.program = test::LocalPath(ROTALIS_CRASH_CHILD);
+    command.arguments = {scenario};
+    command.arguments.insert(command.arguments.end(), arguments.begin(), arguments.end());
+    command.timeLimitSeconds = kTimeLimitSeconds;
     command.environment = platform::CurrentEnvironment();
     command.environment.push_back("ROTALIS_CRASH_FOLDER=" + folder_.Path());
     command.environment.push_back("ROTALIS_CRASH_TRACKER=" + trackerUrl);
     command.environment.push_back("ROTALIS_CRASH_UI=" + ui);
     command.environment.push_back("ROTALIS_CRASH_CHOICES=" + choices);
     command.environment.push_back("ROTALIS_CRASH_PROBE=as started");
-    if (watched) command.environment.push_back("ROTALIS_CRASH_WATCHER=" ROTALIS_CRASH_WATCHER);
+    if (watcher != nullptr)
+      command.environment.push_back("ROTALIS_CRASH_WATCHER=" + test::LocalPath(watcher));
     command.outputFile = output_ / "out.txt";
     command.errorFile = output_ / "err.txt";
     ChildRun run;
     run.status = platform::RunChildToEnd(command);
     run.out = output_.Read("out.txt");
     run.err = output_.Read("err.txt");
-    EXPECT_NE(run.status, kTimedOut) << "the crashed program hung\n" << run.err;
+    EXPECT_NE(run.status, platform::kChildTimedOut) << "the crashed program hung\n" << run.err;
     return run;
+  }
+
+  // The lines of starts.txt once `count` starts have left theirs (a restart
+  // runs on its own), with the line breaks of every platform as "\n".
+  std::string Starts(std::size_t count) const {
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::seconds(kTimeLimitSeconds);
+    std::string starts;
+    for (;;) {
+      starts.clear();
+      if (platform::FileExists(folder_ / "starts.txt")) {
+        for (const char c : folder_.Read("starts.txt"))
+          if (c != '\r') starts += c;
+      }
+      if (static_cast<std::size_t>(std::count(starts.begin(), starts.end(), '\n')) >= count ||
+          std::chrono::steady_clock::now() > deadline)
+        return starts;
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
   }
 
   bool ReportFileExists() const { return platform::FileExists(folder_ / "bugreport.txt"); }
@@ -140,23 +208,68 @@ TEST_F(CrashProcessTest, AnEditErrorShowsOnlyASimpleBox) {
   EXPECT_TRUE(tracker_.Operations().empty());
 }
 
-TEST_F(CrashProcessTest, ASegmentationFaultIsReportedByTheWatcher) {
-  const ChildRun run = Run("segfault", DeadTracker(), "console", "", true);
+// Each fault is reported by the watcher with the faulting function first,
+// submitted, and ends the process with its own status; the console dialog of
+// the watcher offers no way to continue.
+TEST_F(CrashProcessTest, FaultsAreReportedByTheWatcherWithTheFaultingFunctionFirst) {
+  std::size_t reported = 0;
+  for (const FaultCase& fault : kFaults) {
+    SCOPED_TRACE(fault.scenario);
+    const ChildRun run = Run(fault.scenario, tracker_.BaseUrl(), "console", "", kProductWatcher);
+    EXPECT_EQ(run.status, fault.status) << run.err;
+    const auto issues = tracker_.Issues();
+    ASSERT_EQ(issues.size(), ++reported) << run.err;
+    const test::TrackerIssue& issue = issues.back();
+    EXPECT_EQ(issue.summary.rfind(std::string("crash-child, ") + fault.message, 0), 0u)
+        << issue.summary;
+    const std::string& report = issue.attachments.at("bugreport.txt");
+    EXPECT_TRUE(Has(report, std::string("exception class     : ") + fault.errorClass)) << report;
+    const std::string stack = report.substr(report.find("call stack of the crashing thread:\n"));
+    const std::size_t firstAt = stack.find('\n') + 1;
+    const std::string first = stack.substr(firstAt, stack.find('\n', firstAt) - firstAt);
+    EXPECT_TRUE(Has(first, fault.function)) << report;
+    EXPECT_TRUE(Has(first, "CrashChild.cpp:")) << report;
+    EXPECT_TRUE(Has(run.err, "An error occurred in the application.")) << run.err;
+    EXPECT_TRUE(Has(run.err, "continue application (not possible"));
+    EXPECT_FALSE(ReportFileExists());
+  }
+  EXPECT_TRUE(tracker_.WsdlViolations().empty());
+}
+
+#if !defined(_WIN32)
+// A signal another process sent is no fault at an address: the report names
+// the sender instead.
+TEST_F(CrashProcessTest, ASignalSentByAnotherProcessNamesTheSender) {
+  const ChildRun run =
+      Run("signal-from-another-process", DeadTracker(), "console", "", kProductWatcher);
   EXPECT_EQ(run.status, 128 + 11) << run.err;
   ASSERT_TRUE(ReportFileExists()) << run.err;
   const std::string report = ReportFile();
-  EXPECT_TRUE(Has(report, "exception class     : SIGSEGV")) << report;
-  EXPECT_TRUE(Has(report, "at address 0x0"));
-  EXPECT_TRUE(Has(report, "WriteThroughNull")) << report;
-  EXPECT_TRUE(Has(report, "CrashChild.cpp:"));
-  // The console dialog of the watcher, in its "cannot continue" form.
-  EXPECT_TRUE(Has(run.err, "An error occurred in the application.")) << run.err;
-  EXPECT_TRUE(Has(run.err, "continue application (not possible"));
+  const std::string sent = "exception message   : Segmentation fault (sent by process ";
+  const std::size_t at = report.find(sent);
+  ASSERT_NE(at, std::string::npos) << report;
+  const std::string line = report.substr(at, report.find('\n', at) - at);
+  EXPECT_TRUE(std::isdigit(static_cast<unsigned char>(line[sent.size()]))) << line;
+  EXPECT_FALSE(Has(line, "address")) << line;
+}
+#endif
+
+// A recursion that ran out of stack: its frames fill the recorded stack.
+TEST_F(CrashProcessTest, AStackOverflowIsReportedWithTheRecursionOnItsStack) {
+  const ChildRun run = Run("stack-overflow", DeadTracker(), "console", "", kProductWatcher);
+  ASSERT_TRUE(ReportFileExists()) << run.err;
+  const std::string report = ReportFile();
+  std::size_t recursions = 0;
+  for (std::size_t at = report.find("RecurseForever"); at != std::string::npos;
+       at = report.find("RecurseForever", at + 1)) {
+    ++recursions;
+  }
+  EXPECT_GE(recursions, 32u) << report;
 }
 
 TEST_F(CrashProcessTest, AnErrorEscapingAThreadIsReportedAndSubmittedByTheWatcher) {
-  const ChildRun run = Run("thread", tracker_.BaseUrl(), "console", "", true);
-  EXPECT_EQ(run.status, 128 + 6) << run.err;
+  const ChildRun run = Run("thread", tracker_.BaseUrl(), "console", "", kProductWatcher);
+  EXPECT_EQ(run.status, kTerminatedStatus) << run.err;
   const auto issues = tracker_.Issues();
   ASSERT_EQ(issues.size(), 1u) << run.err;
   const auto& issue = issues[0];
@@ -178,18 +291,25 @@ TEST_F(CrashProcessTest, TheConsoleDialogWithoutATerminalClosesWithAnErrorStatus
 }
 
 TEST_F(CrashProcessTest, RestartStartsTheProgramAgainWithTheEnvironmentItStartedWith) {
-  const ChildRun run = Run("restart", tracker_.BaseUrl(), "recording", "restart");
+  const ChildRun run =
+      Run("restart", tracker_.BaseUrl(), "recording", "restart", nullptr, kAwkwardArguments);
   EXPECT_EQ(run.status, 0) << run.err;
   EXPECT_TRUE(Has(run.out, "chosen|restart"));
-  // The new start runs on its own; give it time to leave its line.
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  std::string starts;
-  while (std::chrono::steady_clock::now() < deadline) {
-    starts = folder_.Read("starts.txt");
-    if (starts.find('\n') != starts.rfind('\n')) break;
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  }
-  EXPECT_EQ(starts, "start as started\nstart as started\n");
+  std::string start = "start as started|restart";
+  for (const std::string& argument : kAwkwardArguments) start += "|" + argument;
+  EXPECT_EQ(Starts(2), start + "\n" + start + "\n");
+}
+
+// After a fault the watcher restarts the program, with the command line the
+// crashed process holds and the environment the program began with.
+TEST_F(CrashProcessTest, RestartAfterAFaultRunsTheSameCommandLineAgain) {
+  const ChildRun run = Run("restart-after-fault", DeadTracker(), "recording", "restart",
+                           kRecordingWatcher, kAwkwardArguments);
+  EXPECT_EQ(run.status, kFaults[0].status) << run.err;
+  EXPECT_TRUE(Has(run.out, "chosen|restart")) << run.out << run.err;
+  std::string start = "start as started|restart-after-fault";
+  for (const std::string& argument : kAwkwardArguments) start += "|" + argument;
+  EXPECT_EQ(Starts(2), start + "\n" + start + "\n");
 }
 
 }  // namespace

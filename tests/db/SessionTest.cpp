@@ -3,12 +3,17 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <regex>
+#include <thread>
 
 #include "db/DbConvert.h"
 #include "db/DbError.h"
 #include "db/TDbConnection.h"
 #include "db/TDbQuery.h"
+#include "platform/FileSystem.h"
+#include "tests/support/HostShell.h"
+#include "tests/support/TempFolder.h"
 #include "tests/support/mariadb/MariaDbTest.h"
 
 namespace rotalis {
@@ -138,6 +143,35 @@ TEST_F(SessionTest, APortThatIsNotANumberFailsBeforeAnyConnection) {
   EXPECT_THROW(connection_.SetPort(port("abc")), Exception);
   EXPECT_FALSE(connection_.Connected());
   EXPECT_EQ(connection_.Port(), Server().Port());
+}
+
+// A server that takes the connection and never greets: the session gives up
+// after its 15-second connect time-out instead of waiting for ever.
+TEST_F(SessionTest, AListenerThatNeverAnswersTheHandshakeTimesOut) {
+  test::TempFolder dir;
+  const test::HostProcess silent(
+      "exec python3 -c " +
+      test::ShellQuoted("import socket, sys\n"
+                        "s = socket.socket()\n"
+                        "s.bind(('127.0.0.1', 0))\n"
+                        "s.listen(8)\n"
+                        "open(sys.argv[1] + '.tmp', 'w').write(str(s.getsockname()[1]))\n"
+                        "import os; os.rename(sys.argv[1] + '.tmp', sys.argv[1])\n"
+                        "sys.stdin.read()\n") +
+      " " + test::ShellQuoted(test::HostPath(dir / "port")));
+  for (int tries = 0; tries < 500 && !platform::FileExists(dir / "port"); ++tries)
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  ASSERT_TRUE(platform::FileExists(dir / "port")) << "the silent listener did not start";
+
+  Server().Configure(connection_, Database());
+  connection_.SetServer("127.0.0.1");
+  connection_.SetPort(std::stoi(dir.Read("port")));
+  const auto started = std::chrono::steady_clock::now();
+  const std::string error = ConnectError();
+  const auto waited = std::chrono::steady_clock::now() - started;
+  EXPECT_NE(error.find("handshake"), std::string::npos) << error;
+  EXPECT_GE(waited, std::chrono::seconds(14)) << "gave up before its time-out: " << error;
+  EXPECT_FALSE(connection_.Connected());
 }
 
 TEST_F(SessionTest, ALostSessionIsReportedAndTheNextStatementReconnects) {

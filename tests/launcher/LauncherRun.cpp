@@ -17,17 +17,24 @@ namespace {
 
 #if defined(_WIN32)
 constexpr const char* kLauncherName = "rotalis.exe";
+constexpr const char* kWatcherName = "rotalis-crash-watcher.exe";
 constexpr const char* kAppFolderName = "App X\\";
 // Only the system folders: nothing the launcher's own folders could be.
 constexpr const char* kUnrelatedPath = "C:\\windows\\system32;C:\\windows";
 #else
 constexpr const char* kLauncherName = "rotalis";
+constexpr const char* kWatcherName = "rotalis-crash-watcher";
 constexpr const char* kAppFolderName = "App X/";
 constexpr const char* kUnrelatedPath = "/usr/local/bin:/usr/bin:/bin";
 #endif
 
 void CopyFile(const std::string& from, const std::string& to) {
   platform::WriteFileBytes(to, platform::ReadFileBytes(from));
+}
+
+// The symbol table the Windows build writes beside a program or DLL.
+void CopySymbolTable(const std::string& from, const std::string& to) {
+  if (platform::FileExists(from + ".sym")) CopyFile(from + ".sym", to + ".sym");
 }
 
 std::string ReadIfPresent(const std::string& path) {
@@ -82,6 +89,15 @@ void LauncherFolder::PutPackage(const std::string& variant, const std::string& s
   const std::string target = subfolder.empty() ? folder_ : folder_ + subfolder + "/";
   platform::CreateDirectories(target);
   CopyFile(source, target + "mrotalis.bpl");
+  CopySymbolTable(source, target + "mrotalis.bpl");
+}
+
+void LauncherFolder::PutCrashWatcher() {
+  const std::string watcher = LocalPath(ROTALIS_CRASH_WATCHER);
+  CopyFile(watcher, folder_ + kWatcherName);
+  platform::MakeExecutable(folder_ + kWatcherName);
+  CopySymbolTable(watcher, folder_ + kWatcherName);
+  CopySymbolTable(LocalPath(ROTALIS_LAUNCHER_EXE), folder_ + kLauncherName);
 }
 
 std::string LauncherFolder::InstallerScript() {

@@ -40,9 +40,15 @@ class LauncherFolder {
   const std::string& Database() const { return database_; }
 
   // Copies the test package `variant` ("standard", "lowercase", "othername",
-  // "newcontract", "shortspec", or "sample" for the sample package) into the folder below
-  // the application folder ("" for the application folder itself).
+  // "newcontract", "shortspec", "eventcrash", or "sample" for the sample
+  // package) into the folder below the application folder ("" for the
+  // application folder itself), with its symbol table where the build makes one.
   void PutPackage(const std::string& variant, const std::string& subfolder);
+
+  // Puts the crash watcher beside the launcher, as a deployment does, with
+  // the symbol tables of both where the build makes them. Without it the
+  // launcher reports exceptions itself and faults end it unreported.
+  void PutCrashWatcher();
 
   // An installer for the update server to hand out, which appends
   // "installer <file name> <arguments> PATH=<its PATH>" to the marker file: a

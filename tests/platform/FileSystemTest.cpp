@@ -30,21 +30,6 @@ TEST(ResolveIgnoringCase, MatchesEachElementAndKeepsMissingSpelling) {
 #endif
 }
 
-TEST(Paths, ApplicationFolderIgnoresTheWorkingDirectory) {
-  test::TempFolder elsewhere;
-  const auto previous = std::filesystem::current_path();
-  std::filesystem::current_path(elsewhere.Path());
-  const std::string folder = ApplicationFolder();
-  std::filesystem::current_path(previous);
-  EXPECT_EQ(folder, FolderOf(ExecutablePath()));
-#if defined(_WIN32)
-  EXPECT_EQ(folder.back(), '\\');
-#else
-  EXPECT_EQ(folder.back(), '/');
-#endif
-  EXPECT_NE(folder, elsewhere.Path());
-}
-
 TEST(FileSystem, WritesWholeFilesAndCreatesFolders) {
   test::TempFolder dir;
   CreateDirectories(dir / "a/b/c");

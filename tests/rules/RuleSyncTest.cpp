@@ -15,6 +15,7 @@
 #include "tests/support/cloud/CloudFixtureServer.h"
 #include "tests/support/cloud/SyncSite.h"
 #include "tests/support/mariadb/MariaDbTest.h"
+#include "update/UpdateDriver.h"
 
 namespace rotalis {
 namespace {
@@ -291,6 +292,22 @@ TEST_F(RuleSyncTest, AFailingRecordStopsTheImportAfterTheRowsBeforeIt) {
   EXPECT_TRUE(app_.messages.empty());
 }
 
+// latin1 cannot hold "≤" or an emoji: they arrive as "?", as text through the
+// Windows-1252 code page always did, and neither this start nor the next one
+// stops there.
+TEST_F(RuleSyncTest, TextLatin1CannotHoldIsStoredAsQuestionMarksAndTheImportGoesOn) {
+  net::Json odd = test::SampleRule("M2");
+  odd["identificacao"] = "Al\xC3\xADquota \xE2\x89\xA4 4% \xF0\x9F\x98\x80";
+  Answer({test::SampleRule("M1"), odd, test::SampleRule("M3")});
+  for (int start = 1; start <= 2; ++start) {
+    EXPECT_EQ(Sync(), "") << start;
+    EXPECT_EQ(Codes(), "M1,M2,M3") << start;
+    EXPECT_EQ(Value("SELECT HEX(nrtidentificacao) FROM nrt WHERE nrtcodigo = 'M2'"),
+              "416CED71756F7461203F203425203F")
+        << start;
+  }
+}
+
 TEST_F(RuleSyncTest, AnUnreachableCloudFailsAfterTheTableIsMade) {
   test::SyncSite site(Server(), Database(), cloud_);
   Installation here = site.Here();
@@ -337,14 +354,46 @@ TEST_F(RuleSyncTest, AConnectionFailureIsShownAndTheRunGoesOn) {
   EXPECT_FALSE(TableExists());
 }
 
-TEST_F(RuleSyncTest, ACompanyWithoutARowIsAskedForWithoutCnpj) {
-  Server().Execute("UPDATE cfgmcfg SET cfgetdempresa = 99 WHERE cfgcodigo = 1", Database());
+// No company row and a company without a document (etddoc1 NULL) both ask
+// for the rules without a CNPJ.
+TEST_F(RuleSyncTest, ACompanyWithoutARowOrDocumentIsAskedForWithoutCnpj) {
   cloud_.SetRules(std::nullopt, net::Json({test::SampleRule("SEM")}).dump());
+  Server().Execute("UPDATE etd SET etddoc1 = NULL", Database());
+  ASSERT_EQ(Sync(), "");
+  Server().Execute("UPDATE cfgmcfg SET cfgetdempresa = 99 WHERE cfgcodigo = 1", Database());
   ASSERT_EQ(Sync(), "");
   const auto requests = cloud_.Requests();
-  ASSERT_EQ(requests.size(), 1u);
+  ASSERT_EQ(requests.size(), 2u);
   EXPECT_EQ(requests[0].target, "/functions/v1/regras-por-cnpj");
+  EXPECT_EQ(requests[1].target, "/functions/v1/regras-por-cnpj");
   EXPECT_EQ(Codes(), "SEM");
+}
+
+// A port that is no number is shown like any connection failure, and the run
+// goes on to the company query, which connects on its own and fails there.
+TEST_F(RuleSyncTest, APortThatIsNoNumberIsShownAndTheRunGoesOn) {
+  std::string config = site_->Folder().Read("kelvaERP.ini");
+  const auto port = config.find("portabanco=");
+  config.replace(port, config.find("\r\n", port) - port, "portabanco=33o6");
+  site_->Folder().Write("kelvaERP.ini", config);
+  const std::string error = Sync();
+  ASSERT_EQ(app_.messages.size(), 1u);
+  EXPECT_EQ(app_.messages[0],
+            std::string(kConnectionFailed) + "'33o6' is not a valid integer value");
+  EXPECT_FALSE(error.empty());
+  EXPECT_TRUE(cloud_.Requests().empty());
+}
+
+// The rules come first, whether or not the update server answers a ping.
+TEST_F(RuleSyncTest, RunUpdateSynchronisesTheRulesWhenTheUpdateServerIsOutOfReach) {
+  Answer({test::SampleRule("M1")});
+  Installation here = site_->Here();
+  here.deployment.updateServer = "";  // no address: no ping reply, no traffic
+  RunUpdate(app_, here);
+  EXPECT_EQ(Codes(), "M1");
+  EXPECT_EQ(app_.terminateCalls, 0);
+  // Without the update server, the version is not recorded either.
+  EXPECT_EQ(site_->Folder().Read("kelvaERP.ini").find("Versao"), std::string::npos);
 }
 
 }  // namespace

@@ -1,18 +1,26 @@
 // ui-screenshots OUTDIR: draws the desktop backend's progress form as the
-// download shows it, and the main window the sample module package creates,
-// and writes them as OUTDIR/progress-form.png and OUTDIR/main-window.png.
-// Needs a display (Xvfb will do).
+// download shows it, the main window the sample module package creates and
+// the crash dialog as an error in an event handler opens it, and writes them
+// as OUTDIR/progress-form.png, OUTDIR/main-window.png and
+// OUTDIR/crash-dialog.png (in the Windows build each name begins with
+// "windows-"). Needs a display (Xvfb will do; Wine with Xvfb for Windows).
 
 #include <exception>
 #include <iostream>
 #include <string>
 
+#include "crash/CrashReporter.h"
 #include "launcher/ModuleHost.h"
 #include "platform/Paths.h"
 #include "ui/Backend.h"
+#include "ui/CrashUi.h"
 
 // The desktop's accessibility bus client keeps one buffer to the end.
 extern "C" const char* __lsan_default_suppressions() { return "leak:libdbus-1.so\n"; }
+
+#ifndef ROTALIS_SCREENSHOT_PREFIX
+#define ROTALIS_SCREENSHOT_PREFIX ""
+#endif
 
 int main(int argc, char** argv) {
   if (argc != 2) {
@@ -21,7 +29,7 @@ int main(int argc, char** argv) {
   }
   using namespace rotalis;
   try {
-    const std::string out = platform::WithTrailingSeparator(argv[1]);
+    const std::string out = platform::WithTrailingSeparator(argv[1]) + ROTALIS_SCREENSHOT_PREFIX;
     const auto app = ui::CreateApplication(ui::BackendKind::Desktop);
 
     // Two of three installers done, the third one under way.
@@ -40,7 +48,13 @@ int main(int argc, char** argv) {
     mainForm->Show();
     app->ProcessMessages();
     ui::SaveFormImage(*mainForm, out + "main-window.png");
-    std::cout << "wrote " << out << "progress-form.png and " << out << "main-window.png\n";
+
+    const ui::CrashDialogSpec crashDialog = crash::CrashDialogSpecFor(
+        crash::TCrashSettings{}, "rotalis", "rotalis::Exception: JSON inv\xC3\xA1lido", true);
+    if (!ui::SaveCrashDialogImage(crashDialog, out + "crash-dialog.png"))
+      throw std::runtime_error("cannot draw the crash dialog");
+    std::cout << "wrote " << out << "progress-form.png, " << out << "main-window.png and " << out
+              << "crash-dialog.png\n";
     return 0;
   } catch (const std::exception& error) {
     std::cerr << error.what() << '\n';

@@ -78,6 +78,23 @@ TEST_F(DownloadTest, UnusableListsEndThePhaseSilently) {
   EXPECT_FALSE(Exists("atualizadores_versao"));
 }
 
+// Only a list answered with 200 or 201 counts, however good its body: an
+// error status means no update at all.
+TEST_F(DownloadTest, AListAnsweredWithAnErrorStatusDownloadsNothing) {
+  server.PublishFile("kelva", "a.exe", "installer");
+  for (int status : {404, 500}) {
+    server.PublishFailingList("kelva", status, "{\"qtd\":1,\"nome-1\":\"a.exe\"}");
+    DownloadUpdates(ui, here);
+  }
+  const auto requests = server.Requests();
+  ASSERT_EQ(requests.size(), 2u);
+  EXPECT_EQ(requests[0].status, 404);
+  EXPECT_EQ(requests[1].status, 500);
+  EXPECT_THAT(ui.progressForms, IsEmpty());
+  EXPECT_THAT(ui.messages, IsEmpty());
+  EXPECT_FALSE(Exists("atualizadores_versao/a.exe"));
+}
+
 TEST_F(DownloadTest, MissingNameStopsThePhaseThere) {
   server.PublishList("kelva", "{\"qtd\":3,\"nome-1\":\"a.exe\",\"nome-3\":\"c.exe\"}");
   server.PublishFile("kelva", "a.exe", "a");

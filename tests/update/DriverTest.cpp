@@ -6,11 +6,13 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <locale>
 #include <string>
 #include <vector>
 
 #include "config/IniFile.h"
 #include "platform/AsciiCase.h"
+#include "platform/Environment.h"
 #include "platform/Exception.h"
 #include "tests/update/UpdateFixture.h"
 #if defined(_WIN32)
@@ -80,14 +82,35 @@ TEST_F(DriverTest, RunsOnlyTheNewerInstallerSilently) {
   EXPECT_THAT(IniFiles(), SizeIs(1));
 }
 
-TEST_F(DriverTest, InstallersRunInCaseInsensitiveOrder) {
-  PutInstaller("b_10300.exe");
-  PutInstaller("A_10250.exe");
+// Installers run in the order people sort names in: case ignored, accented
+// letters beside their base letter, a hyphen inside a word counting for
+// nothing (the platform's collation under the user's locale). Byte order
+// after ASCII case folding would run "Setup-b" first and "SetupÉ" last.
+TEST_F(DriverTest, InstallersRunInThePlatformsOrderForPeople) {
+#if !defined(_WIN32)
+  // The Brazilian user's locale; Windows reads its own user locale.
+  ASSERT_NO_THROW(std::locale("pt_BR.UTF-8"))
+      << "the pt_BR.UTF-8 locale is missing (scripts/install-deps.sh generates it)";
+  const std::string before = platform::GetEnvironment("LC_ALL").value_or("");
+  platform::SetEnvironment("LC_ALL", "pt_BR.UTF-8");
+  struct Restore {
+    std::string value;
+    ~Restore() { platform::SetEnvironment("LC_ALL", value); }
+  } restore{before};
+#endif
+  for (const char* name : {"Setupf10300.exe",
+                           "Setup\xC3\x89"
+                           "10300.exe",
+                           "SETUPC10300.exe", "Setup-b10300.exe", "Setupa10300.exe"})
+    PutInstaller(name);
 
   UpdateInstallation(ui, here);
 
-  EXPECT_THAT(RunNames(), ElementsAre("A_10250.exe", "b_10300.exe"));
-  EXPECT_EQ(ui.terminateCalls, 2);
+  EXPECT_THAT(RunNames(), ElementsAre("Setupa10300.exe", "Setup-b10300.exe", "SETUPC10300.exe",
+                                      "Setup\xC3\x89"
+                                      "10300.exe",
+                                      "Setupf10300.exe"));
+  EXPECT_EQ(ui.terminateCalls, 5);
 }
 
 TEST_F(DriverTest, DownloadedInstallerIsRunToo) {

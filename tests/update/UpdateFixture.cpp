@@ -54,7 +54,9 @@ std::string UpdateTest::InstallerScript() const {
 
 std::string UpdateTest::PutInstaller(const std::string& name) const {
   const std::string path = app.Write("atualizadores_versao/" + name, InstallerScript());
-  std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+  // The name is UTF-8, which a narrow path means only on POSIX.
+  std::filesystem::permissions(std::filesystem::path(std::u8string(path.begin(), path.end())),
+                               std::filesystem::perms::owner_all);
   return path;
 }
 

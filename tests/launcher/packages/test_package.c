@@ -1,11 +1,15 @@
 /* A module package for the launcher's tests. It appends what happens to it
    to the file named by ROTALIS_TEST_MARKER: "loaded <variant> PATH=<PATH as
    its initialisation saw it>" when loaded, "MainForm <variant>" when called.
-   Variants (compile definitions): TEST_VARIANT names it; TEST_LOWERCASE_EXPORT
+   Variants (compile definitions): TEST_VARIANT names it; TEST_NEEDS_DEPENDENCY
+   calls a library kept in BPLs/ and marks "dependency <answer>";
+   TEST_KEEPS_APPLICATION keeps the application object and builds a second
+   form from an event handler ("second form created"); TEST_LOWERCASE_EXPORT
    exports "mainform" instead of "MainForm"; TEST_FORM_NAME names the form;
    TEST_CONTRACT declares another contract version; TEST_SPEC_SIZE passes a
    form spec of that size, as a package built against an older, shorter
-   RotalisFormSpec would.
+   RotalisFormSpec would; TEST_EVENT_CRASH posts an event handler that writes
+   through a null pointer (CrashInEventHandler), for the crash reporter.
    On Windows the environment is read from the process's environment block:
    the launcher changes PATH there, and the C runtime's copy (getenv) only
    holds what the process started with. */
@@ -82,11 +86,56 @@ __attribute__((constructor)) static void Initialise(void) {
   Mark("loaded", line);
 }
 
+#ifdef TEST_EVENT_CRASH
+/* Never inlined, so that a call stack names it. The sanitizers would stop
+   the write themselves; the point is the fault. */
+__attribute__((noinline, no_sanitize("address", "undefined"))) static void ROTALIS_MODULE_CALL
+CrashInEventHandler(void* context) {
+  volatile int* target = (volatile int*)context;
+  *target = 42; /* the faulting line */
+}
+#endif
+
+#ifdef TEST_NEEDS_DEPENDENCY
+/* From the library the tests keep in BPLs/ only (test_dependency.c). */
+int RotalisTestDependencyAnswer(void);
+#endif
+
+#ifdef TEST_KEEPS_APPLICATION
+/* The application object, kept beyond MainForm as a package that builds
+   forms later keeps it. */
+static RotalisApplication* kept;
+
+static void ROTALIS_MODULE_CALL CreateSecondForm(void* context) {
+  RotalisFormSpec spec = {sizeof(RotalisFormSpec), "FSegundo", "Segundo", "second form", 0, 0};
+  (void)context;
+  Mark(kept->create_form(kept, &spec) != NULL ? "second form created" : "second form failed", "");
+}
+#endif
+
 static void CreateMainForm(RotalisApplication* application) {
   RotalisFormSpec spec = {
       TEST_SPEC_SIZE, TEST_FORM_NAME, "Test " TEST_VARIANT, "form of the test package", 0, 0};
   Mark("MainForm", "");
   application->create_form(application, &spec);
+#ifdef TEST_NEEDS_DEPENDENCY
+  {
+    char answer[32];
+    snprintf(answer, sizeof answer, " %d", RotalisTestDependencyAnswer());
+    Mark("dependency", answer);
+  }
+#endif
+#ifdef TEST_KEEPS_APPLICATION
+  kept = application;
+  if (ROTALIS_APPLICATION_HAS(application, post_event))
+    application->post_event(application, &CreateSecondForm, NULL);
+#endif
+#ifdef TEST_EVENT_CRASH
+  if (ROTALIS_APPLICATION_HAS(application, post_event)) {
+    application->post_event(application, &CrashInEventHandler, NULL);
+    Mark("posted", "");
+  }
+#endif
 }
 
 #ifdef TEST_LOWERCASE_EXPORT

@@ -35,6 +35,9 @@ MantisFixtureServer::MantisFixtureServer(const MantisTrackerSetup& setup)
   for (const std::string& project : setup.projects) command += " --project " + ShellQuoted(project);
   for (const std::string& category : setup.categories)
     command += " --category " + ShellQuoted(category);
+  command += " --port " + std::to_string(setup.port);
+  for (const std::string& extension : setup.disallowedExtensions)
+    command += " --disallowed-extension " + ShellQuoted(extension);
   command += " >" + ShellQuoted(HostPath(folder_ / "server.log")) + " 2>&1";
   // The server's standard input is our pipe: however this process ends, the
   // pipe closes and the server stops.

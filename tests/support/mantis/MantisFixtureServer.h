@@ -20,6 +20,11 @@ struct MantisTrackerSetup {
   std::string password;  // required
   std::vector<std::string> projects = {"TarvoArquivos"};
   std::vector<std::string> categories = {"General"};
+  // 0: one the system chooses. A fixed one (where a program was built to
+  // find the tracker) must be locked against other tests (CTest RESOURCE_LOCK).
+  int port = 0;
+  // Attachments named with these extensions are refused ("File type not allowed.").
+  std::vector<std::string> disallowedExtensions = {};
 };
 
 struct TrackerIssue {

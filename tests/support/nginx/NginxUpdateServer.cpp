@@ -1,6 +1,7 @@
 #include "tests/support/nginx/NginxUpdateServer.h"
 
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -45,6 +46,15 @@ std::string NginxUpdateServer::Base() { return "http://127.0.0.1:8063"; }
 
 void NginxUpdateServer::PublishList(const std::string& key, const std::string& body) const {
   folder_.Write("root/arquivos/" + (key.empty() ? std::string("index.txt") : key), body);
+}
+
+void NginxUpdateServer::PublishFailingList(const std::string& key, int status,
+                                           const std::string& body) const {
+  if (status != 404 && status != 500)
+    throw std::invalid_argument("no list is answered with " + std::to_string(status));
+  folder_.Write("root/errors/" + std::to_string(status) + ".txt", body);
+  std::filesystem::remove(folder_ / ("root/arquivos/" + (key.empty() ? "index.txt" : key)));
+  if (status == 500) folder_.Write("failing/arquivos/" + key + ".500", "");
 }
 
 std::string NginxUpdateServer::ServedPath(const std::string& key, const std::string& name) const {

@@ -36,6 +36,8 @@ class NginxUpdateServer {
 
   // The body of GET /arquivos/<key> (with an empty key: GET /arquivos/).
   void PublishList(const std::string& key, const std::string& body) const;
+  // The list of <key> answered with `status` (404 or 500) and `body`.
+  void PublishFailingList(const std::string& key, int status, const std::string& body) const;
   // The file behind GET /download/<key>/<name>; returns its path on disk.
   std::string PublishFile(const std::string& key, const std::string& name,
                           const std::string& bytes) const;

@@ -1,5 +1,7 @@
-// The desktop backend's application object under a real X server (the test
-// is registered to run under xvfb-run; without a display it skips).
+// The desktop backend's application object (Qt 6 on Linux, the Windows API on
+// Windows) under a real display: Xvfb on Linux (the test is registered to run
+// under xvfb-run), Wine with Xvfb for the Windows build. Without a display it
+// skips.
 
 #include <gtest/gtest.h>
 
@@ -15,9 +17,9 @@ extern "C" const char* __lsan_default_suppressions() { return "leak:libdbus-1.so
 namespace rotalis::ui {
 namespace {
 
-struct QtFixture : ::testing::Test {
+struct DesktopFixture : ::testing::Test {
   void SetUp() override {
-    if (!platform::GetEnvironment("DISPLAY")) GTEST_SKIP() << "no display";
+    if (platform::GetEnvironment("DISPLAY").value_or("").empty()) GTEST_SKIP() << "no display";
     ASSERT_EQ(ChooseBackend(), BackendKind::Desktop);
     app = CreateApplication(BackendKind::Desktop);
   }
@@ -29,7 +31,7 @@ struct QtFixture : ::testing::Test {
   std::unique_ptr<Application> app;
 };
 
-TEST_F(QtFixture, LoopWithoutMainFormOrWithPendingTerminateReturnsAtOnce) {
+TEST_F(DesktopFixture, LoopWithoutMainFormOrWithPendingTerminateReturnsAtOnce) {
   bool taskRan = false;
   app->Post([&] { taskRan = true; });
   app->Run();  // no main form
@@ -41,14 +43,14 @@ TEST_F(QtFixture, LoopWithoutMainFormOrWithPendingTerminateReturnsAtOnce) {
   EXPECT_FALSE(taskRan);
 }
 
-TEST_F(QtFixture, ClosingTheMainFormEndsTheLoop) {
+TEST_F(DesktopFixture, ClosingTheMainFormEndsTheLoop) {
   Form& form = MainForm();
   app->Post([&] { form.Close(); });
   app->Run();
   EXPECT_TRUE(app->Terminated());
 }
 
-TEST_F(QtFixture, HandledEventExceptionLetsTheApplicationContinue) {
+TEST_F(DesktopFixture, HandledEventExceptionLetsTheApplicationContinue) {
   MainForm();
   int handled = 0;
   app->SetEventExceptionHandler([&](std::exception_ptr) { ++handled; });
@@ -59,7 +61,7 @@ TEST_F(QtFixture, HandledEventExceptionLetsTheApplicationContinue) {
   EXPECT_TRUE(app->Terminated());
 }
 
-TEST_F(QtFixture, UnhandledEventExceptionLeavesTheLoopOnOurSide) {
+TEST_F(DesktopFixture, UnhandledEventExceptionLeavesTheLoopOnOurSide) {
   MainForm();
   app->Post([] { throw std::runtime_error("handler failed"); });
   EXPECT_THROW(app->Run(), std::runtime_error);
@@ -67,7 +69,7 @@ TEST_F(QtFixture, UnhandledEventExceptionLeavesTheLoopOnOurSide) {
   EXPECT_THROW(app->ProcessMessages(), std::logic_error);
 }
 
-TEST_F(QtFixture, ProgressBarStopsAtItsEnds) {
+TEST_F(DesktopFixture, ProgressBarStopsAtItsEnds) {
   ProgressForm& progress = app->CreateProgressForm({"fAguarde", "Atualizando ...", 400, 150, 2});
   EXPECT_EQ(app->FindComponent("fAguarde"), &progress);
   progress.SetPosition(progress.Position() + 1);
