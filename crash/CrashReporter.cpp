@@ -1,14 +1,12 @@
 #include "crash/CrashReporter.h"
 
 #include <algorithm>
-#include <filesystem>
 
 #include "crash/ExceptionInfo.h"
 #include "crash/MantisSoap.h"
 #include "crash/MantisSubmitter.h"
 #include "crash/ReportFile.h"
 #include "crash/ReportText.h"
-#include "platform/FileSystem.h"
 #include "platform/Paths.h"
 #include "platform/Symbolizer.h"
 #include "platform/SystemInfo.h"
@@ -204,9 +202,10 @@ void CrashReporter::SaveAndSubmit(const CrashEvent& event, const std::string& re
                                   const std::string& screenshot) {
   const std::string path = ReportFilePath();
   bool saved = false;
+  std::string written;
   if (settings_.AutoSave || settings_.AutoSaveIfNotSent) {
     try {
-      AppendReport(path, report, static_cast<std::size_t>(settings_.BugRepFileSize));
+      written = AppendReport(path, report, static_cast<std::size_t>(settings_.BugRepFileSize));
       saved = true;
     } catch (const std::exception&) {
       // A read-only folder must not keep the report from the tracker.
@@ -216,12 +215,7 @@ void CrashReporter::SaveAndSubmit(const CrashEvent& event, const std::string& re
   std::vector<MantisAttachment> attachments;
   if (settings_.AttachBugRep || settings_.AttachBugRepFile) {
     std::string content = report;
-    if (saved && settings_.AttachBugRepFile) {
-      try {
-        content = platform::ReadFileBytes(path);
-      } catch (const std::exception&) {
-      }
-    }
+    if (saved && settings_.AttachBugRepFile) content = written;
     attachments.push_back({settings_.BugRepSendAs, "text/plain", content});
   }
   if (!screenshot.empty())
@@ -240,10 +234,7 @@ void CrashReporter::SaveAndSubmit(const CrashEvent& event, const std::string& re
     // in the file for the next successful submission.
     return;
   }
-  if (saved && settings_.DelBugRepFile) {
-    std::error_code ignored;
-    std::filesystem::remove(path, ignored);
-  }
+  if (saved && settings_.DelBugRepFile) RemoveSentReports(path, written);
 }
 
 CrashOutcome CrashReporter::AskUser(const CrashEvent& event, const std::string& report) {

@@ -1,12 +1,35 @@
 #include "crash/ReportFile.h"
 
+#include <chrono>
+#include <exception>
+#include <filesystem>
+#include <memory>
 #include <numeric>
 
 #include "crash/ReportText.h"
 #include "platform/Exception.h"
+#include "platform/FileLock.h"
 #include "platform/FileSystem.h"
 
 namespace rotalis::crash {
+namespace {
+
+// The lock beside the report file: the file itself is replaced at every
+// write, so a lock on it would stay with a file that is gone. A process that
+// holds it too long (hung while writing) is not waited for: a report written
+// out of turn beats a report lost.
+std::unique_ptr<platform::FileLock> LockReports(const std::string& path) {
+  constexpr std::chrono::seconds kPatience(10);
+  try {
+    auto lock = std::make_unique<platform::FileLock>(path + ".lock");
+    lock->LockWithin(kPatience);
+    return lock;
+  } catch (const std::exception&) {
+    return nullptr;
+  }
+}
+
+}  // namespace
 
 std::vector<std::string> SplitReports(const std::string& fileText) {
   const std::string start = kReportStartLine;
@@ -23,8 +46,9 @@ std::vector<std::string> SplitReports(const std::string& fileText) {
   return reports;
 }
 
-void AppendReport(const std::string& path, const std::string& report, std::size_t maxBytes) {
+std::string AppendReport(const std::string& path, const std::string& report, std::size_t maxBytes) {
   if (report.size() > maxBytes) throw Exception("The bug report is larger than its file may be");
+  const auto lock = LockReports(path);
   std::vector<std::string> reports;
   if (platform::FileExists(path)) reports = SplitReports(platform::ReadFileBytes(path));
   std::size_t total =
@@ -37,6 +61,18 @@ void AppendReport(const std::string& path, const std::string& report, std::size_
   for (std::size_t i = first; i < reports.size(); ++i) text += reports[i];
   text += report;
   platform::WriteFileBytes(path, text);
+  return text;
+}
+
+void RemoveSentReports(const std::string& path, const std::string& written) {
+  try {
+    const auto lock = LockReports(path);
+    if (platform::ReadFileBytes(path) != written) return;
+    std::error_code ignored;
+    std::filesystem::remove(path, ignored);
+  } catch (const std::exception&) {
+    // Gone already, or unreadable: nothing to remove that is known to be sent.
+  }
 }
 
 }  // namespace rotalis::crash

@@ -13,8 +13,16 @@ namespace rotalis::crash {
 std::vector<std::string> SplitReports(const std::string& fileText);
 
 // Appends `report` to the file at `path` (creating it), dropping the oldest
-// reports until the whole is at most `maxBytes`. A report alone larger than
-// that is not written. Raises rotalis::Exception when the file cannot be written.
-void AppendReport(const std::string& path, const std::string& report, std::size_t maxBytes);
+// reports until the whole is at most `maxBytes`, and returns the file's text
+// as written. A report alone larger than that is not written. Several
+// processes may append at once: each holds the lock file `path` + ".lock"
+// while it reads and rewrites the file. Raises rotalis::Exception when the
+// file cannot be written.
+std::string AppendReport(const std::string& path, const std::string& report, std::size_t maxBytes);
+
+// Removes the file once its reports have been sent, unless another process
+// has written to it since `written` (what AppendReport returned): those
+// reports are not sent yet. Never raises.
+void RemoveSentReports(const std::string& path, const std::string& written);
 
 }  // namespace rotalis::crash

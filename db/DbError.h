@@ -11,4 +11,12 @@ class EDatabaseError : public Exception {
   using Exception::Exception;
 };
 
+// The server refused a row because another row holds its unique key. Kept
+// apart because an import can recover from it: the other row may have been
+// written by another workstation after the import read the table.
+class EDuplicateKey : public EDatabaseError {
+ public:
+  using EDatabaseError::EDatabaseError;
+};
+
 }  // namespace rotalis

@@ -131,6 +131,7 @@ std::string TDbConnection::QuoteName(std::string_view name) {
 
 void TDbConnection::RaiseLastError() {
   const unsigned int code = mysql_errno(handle_.get());
+  if (code == ER_DUP_ENTRY) throw EDuplicateKey(mysql_error(handle_.get()));
   EDatabaseError error(mysql_error(handle_.get()));
   // A session that is gone stays gone; the next statement reconnects.
   if (code == CR_SERVER_LOST || code == CR_SERVER_GONE_ERROR || code == ER_CONNECTION_KILLED) {

@@ -169,6 +169,14 @@ void TDbQuery::Cancel() {
   state_ = State::Browse;
 }
 
+void TDbQuery::AdoptRow(db::RowValues values) {
+  RequireBrowsing("adopt a row");
+  if (values.size() != columns_.size())
+    throw Exception("Cannot adopt a row of " + std::to_string(values.size()) +
+                    " columns into a result set of " + std::to_string(columns_.size()));
+  current_ = rows_.AppendRow(std::move(values));
+}
+
 std::optional<std::string_view> TDbQuery::CellValue(std::size_t column) const {
   if (state_ == State::Edit || state_ == State::Insert) {
     const auto& value = buffer_.at(column);

@@ -71,6 +71,10 @@ class TDbQuery {
   void Post();
   // Drops the pending changes and returns to browsing.
   void Cancel();
+  // Adds a row that another query of the same columns has just read from the
+  // table, as if the result set had held it from the start, and makes it the
+  // current row: a row another session wrote after Open can then be edited.
+  void AdoptRow(db::RowValues values);
 
   // --- used by TField ---
   std::optional<std::string_view> CellValue(std::size_t column) const;

@@ -3,6 +3,8 @@
 #include <array>
 #include <string>
 
+#include "db/DbError.h"
+#include "db/TDbConnection.h"
 #include "db/TField.h"
 #include "rules/RuleSync.h"
 
@@ -88,27 +90,66 @@ void Assign(TField& field, const net::Json& record, const Assignment& assignment
   }
 }
 
+using FieldList = std::array<TField*, kAssignments.size()>;
+
+void AssignAll(const FieldList& fields, const net::Json& record) {
+  for (std::size_t i = 0; i < kAssignments.size(); ++i) Assign(*fields[i], record, kAssignments[i]);
+}
+
+// After an INSERT met a row with its key: reads that row and, when it is one
+// that another session wrote after the row set was read, adds it to the row
+// set as the current row. False when the row was in the row set already (a
+// key that differs only in letter case, or one this import wrote): that
+// duplicate is the import's own, and stops it.
+bool AdoptRowWrittenMeanwhile(TDbQuery& rules, const std::string& code) {
+  TDbConnection& connection = *rules.Connection();
+  TDbQuery reread(connection);
+  reread.SQL().SetText(std::string(kRuleSelect) + "WHERE " + kKeyColumn + " = " +
+                       connection.QuoteValue(code));
+  reread.Open();
+  if (reread.Eof()) return false;
+  if (rules.Locate(kKeyColumn, reread.FieldByName(kKeyColumn).AsString())) return false;
+  db::RowValues row;
+  for (std::size_t i = 0; i < reread.FieldCount(); ++i) {
+    const auto value = reread.CellValue(i);
+    row.push_back(value ? std::optional<std::string>(*value) : std::nullopt);
+  }
+  rules.AdoptRow(std::move(row));
+  return true;
+}
+
 }  // namespace
 
 void ImportRules(TDbQuery& rules, const RuleList& list) {
   // The fields stay put while the query is open; looking them up once keeps a
   // large answer from paying for 25 name lookups per record.
   TField& key = rules.FieldByName(kKeyColumn);
-  std::array<TField*, kAssignments.size()> fields{};
+  FieldList fields{};
   for (std::size_t i = 0; i < kAssignments.size(); ++i)
     fields[i] = &rules.FieldByName(kAssignments[i].column);
 
   for (const net::Json& record : list) {
     const std::string code = net::GetValue<std::string>(record, kKeyMember);
-    if (rules.Locate(kKeyColumn, code)) {
+    const bool located = rules.Locate(kKeyColumn, code);
+    if (located) {
       rules.Edit();
     } else {
       rules.Append();
       key.SetAsString(code);
     }
-    for (std::size_t i = 0; i < kAssignments.size(); ++i)
-      Assign(*fields[i], record, kAssignments[i]);
-    rules.Post();
+    AssignAll(fields, record);
+    try {
+      rules.Post();
+    } catch (const EDuplicateKey&) {
+      // Another workstation (one that did not wait for the import lock)
+      // inserted this key after the row set was read: its row is updated.
+      if (located) throw;
+      rules.Cancel();
+      if (!AdoptRowWrittenMeanwhile(rules, code)) throw;
+      rules.Edit();
+      AssignAll(fields, record);
+      rules.Post();
+    }
   }
 }
 

@@ -14,9 +14,11 @@ extern const char* const kRuleSelect;
 // kRuleSelect: the row whose nrtcodigo equals the record's
 // "classificacao_ibscbs" (exact, case-sensitive) is edited, else a new row is
 // appended, and the row is posted at once. A second record with the same key
-// finds the row the first one wrote and overwrites it. Stops at the first
-// failure (missing member, wrong type, bad date, database error): rows posted
-// before it stay, the failing row is not written.
+// finds the row the first one wrote and overwrites it. A key that another
+// session inserted after the query was opened is read again and its row
+// updated. Stops at the first failure (missing member, wrong type, bad date,
+// database error, a key the row set held already in other letter case): rows
+// posted before it stay, the failing row is not written.
 void ImportRules(TDbQuery& rules, const RuleList& list);
 
 }  // namespace rotalis

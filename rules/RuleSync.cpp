@@ -14,6 +14,7 @@
 #include "db/TMySQLProvider.h"
 #include "rules/CloudRules.h"
 #include "rules/RuleImport.h"
+#include "rules/RuleImportLock.h"
 #include "rules/RuleTable.h"
 
 namespace rotalis {
@@ -79,6 +80,9 @@ void SyncTaxRules(ui::Application& app, const Installation& here) {
   }
   if (!list || list->empty()) return;
 
+  // Held from the migration to the last row: a workstation that waited reads
+  // the rows the one before it wrote, and updates them instead of inserting.
+  const RuleImportLock importLock(connection, kRuleImportLockWait);
   TDbQuery rules(connection);
   MigrateRuleTable(rules);
   rules.SQL().SetText(kRuleSelect);

@@ -16,6 +16,7 @@
 #include "update/Edition.h"
 #include "update/ExeFiles.h"
 #include "update/FileVersionText.h"
+#include "update/InstallerFolderLock.h"
 #include "update/UpdateDownload.h"
 #include "update/UpdateList.h"
 #include "update/UpdateServer.h"
@@ -61,6 +62,9 @@ void RunUpdate(ui::Application& app, const Installation& here) {
 
 void UpdateInstallation(ui::Application& app, const Installation& here) {
   if (!ServerReachable(here.deployment.updateServer, kUpdateServerPingMs)) return;
+  // Held until the installers have run: a start that waited finds what the
+  // one before it downloaded, and reads the version that one installed.
+  const auto folderLock = LockInstallerFolder(app, here.folder);
   DownloadUpdates(app, here);
 
   // The version that runs now, before any installer replaces it.

@@ -5,8 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
 #include <sstream>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "crash/CrashReporter.h"
 #include "crash/CrashSettings.h"
@@ -222,6 +225,35 @@ TEST(ReportFileTest, StaysUnderItsLimitAndKeepsOnlyWholeNewestReports) {
     }
   }
   EXPECT_THROW(AppendReport(path, ReportOfSize(9, 100001), 100000), Exception);
+}
+
+// Crashes on several workstations of one application folder append to one
+// file: without the lock, one process's rewrite drops what another appended
+// meanwhile.
+TEST(ReportFileTest, ReportsAppendedAtOnceAreAllKeptWhole) {
+  test::TempFolder folder;
+  const std::string path = folder / "bugreport.txt";
+  constexpr int kWriters = 4, kEach = 15;
+  std::set<std::string> expected;
+  for (int w = 0; w < kWriters; ++w)
+    for (int i = 0; i < kEach; ++i) expected.insert(ReportOfSize(w * 100 + i, 1500));
+  {
+    std::vector<std::jthread> writers;
+    for (int w = 0; w < kWriters; ++w)
+      writers.emplace_back([&path, w] {
+        for (int i = 0; i < kEach; ++i) AppendReport(path, ReportOfSize(w * 100 + i, 1500), 100000);
+      });
+  }
+  const std::string text = platform::ReadFileBytes(path);
+  const auto kept = SplitReports(text);
+  EXPECT_EQ(std::set<std::string>(kept.begin(), kept.end()), expected);
+  EXPECT_EQ(kept.size(), expected.size());
+
+  // Sent reports go only while no other report has joined them.
+  RemoveSentReports(path, text.substr(1500));
+  EXPECT_EQ(platform::ReadFileBytes(path), text);
+  RemoveSentReports(path, text);
+  EXPECT_FALSE(platform::FileExists(path));
 }
 
 constexpr int kThrowLine = __LINE__ + 1;

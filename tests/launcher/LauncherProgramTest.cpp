@@ -282,6 +282,52 @@ TEST_F(LauncherProgram, AnInstallerInheritsExactlyTheFourFoldersAndEndsTheLoop) 
             std::string::npos);
 }
 
+// The start of an office's day: four workstations start the module at once
+// from one shared folder against one database, while the cloud brings
+// thousands of new rules and the update server a newer installer. The
+// imports take turns and the later ones update what the first inserted; the
+// installer is fetched once and no start runs it half written.
+TEST_F(LauncherProgram, FourWorkstationsStartingTogetherAllEndNormally) {
+  if (!UpdateServerAnswers()) GTEST_SKIP() << "the update server address does not answer a ping";
+  constexpr int kRules = 3000;
+  net::Json rules = net::Json::array();
+  for (int i = 1; i <= kRules; ++i) {
+    std::string code = std::to_string(i);
+    rules.push_back(SampleRule(std::string(8 - code.size(), '0') + code));
+  }
+  SharedCloud().SetRules(kCompanyCnpj, rules.dump());
+  NginxUpdateServer server;
+  server.PublishList("kelva", R"({"qtd":1,"nome-1":"Setup_25.28.502.10.exe"})");
+  const std::string installer = LauncherFolder::InstallerScript();
+  server.PublishFile("kelva", "Setup_25.28.502.10.exe", installer);
+  LauncherFolder app;
+  app.PutPackage("standard", "Modulos");
+
+  const auto runs = app.RunTogether(4, "some input\n");
+
+  for (const auto& run : runs) EXPECT_EQ(run.exitStatus, 0) << run.errors;
+  const auto value = [&app](const std::string& sql) {
+    return SharedMariaDb().QueryValue(sql, app.Database()).value_or("NULL");
+  };
+  EXPECT_EQ(value("SELECT CONCAT(COUNT(*), ' ', MIN(nrtcodigo), ' ', MAX(nrtcodigo)) FROM nrt"),
+            "3000 00000001 00003000");
+  EXPECT_EQ(value("SELECT COUNT(*) FROM nrt WHERE nrtidentificacao = CONCAT('Venda de mercadoria "
+                  "', nrtcodigo) AND crtcodigo = 3 AND nrticm_interno = 18 AND pis_aliquota = "
+                  "1.650 AND nrtdata_inicio = '2026-01-01' AND nrtdata_fim IS NULL"),
+            "3000");
+  int fetched = 0;
+  for (const auto& target : server.Targets())
+    fetched += target == "/download/kelva/Setup_25.28.502.10.exe" ? 1 : 0;
+  EXPECT_EQ(fetched, 1);
+  EXPECT_EQ(
+      platform::ReadFileBytes(platform::JoinPath(
+          platform::JoinPath(app.Folder(), "atualizadores_versao"), "Setup_25.28.502.10.exe")),
+      installer);
+  EXPECT_EQ(Count(runs.front().marker, "installer Setup_25.28.502.10.exe"), 4);
+  EXPECT_EQ(Count(runs.front().marker, "MainForm standard"), 4);
+  EXPECT_FALSE(platform::FileExists(app.Folder() + "bugreport.txt"));
+}
+
 TEST_F(LauncherProgram, SamplePackageOpensTheMainFormUntilTheInputEnds) {
   LauncherFolder app;
   app.PutPackage("sample", "Modulos");

@@ -1,6 +1,7 @@
 #include "tests/launcher/LauncherRun.h"
 
 #include <stdexcept>
+#include <thread>
 
 #include "platform/ChildProcess.h"
 #include "platform/FileSystem.h"
@@ -111,7 +112,8 @@ std::string LauncherFolder::InstallerScript() {
 #endif
 }
 
-LauncherRun LauncherFolder::Run(const std::string& input) const {
+platform::ChildCommand LauncherFolder::Command(const std::string& input,
+                                               const std::string& tag) const {
   // No display, so the console backend runs; a PATH that must not survive.
   platform::ChildCommand command;
   command.program = folder_ + kLauncherName;
@@ -123,17 +125,50 @@ LauncherRun LauncherFolder::Run(const std::string& input) const {
   }
   command.environment.push_back(std::string("PATH=") + kUnrelatedPath);
   command.environment.push_back("ROTALIS_TEST_MARKER=" + *temp_ / "marker.txt");
-  command.inputFile = temp_->Write("input.txt", input);
-  command.outputFile = *temp_ / "output.txt";
-  command.errorFile = *temp_ / "errors.txt";
+  command.inputFile = temp_->Write("input" + tag + ".txt", input);
+  command.outputFile = *temp_ / ("output" + tag + ".txt");
+  command.errorFile = *temp_ / ("errors" + tag + ".txt");
+  return command;
+}
 
+LauncherRun LauncherFolder::Finished(const platform::ChildCommand& command, int exitStatus) {
   LauncherRun run;
-  run.exitStatus = platform::RunChildToEnd(command);
+  run.exitStatus = exitStatus;
   run.output = ConsoleLines(ReadIfPresent(command.outputFile));
   run.errors = ConsoleLines(ReadIfPresent(command.errorFile));
-  run.marker = ReadIfPresent(*temp_ / "marker.txt");
-  platform::WriteFileBytes(*temp_ / "marker.txt", "");
   return run;
+}
+
+std::string LauncherFolder::TakeMarker() const {
+  std::string marker = ReadIfPresent(*temp_ / "marker.txt");
+  platform::WriteFileBytes(*temp_ / "marker.txt", "");
+  return marker;
+}
+
+LauncherRun LauncherFolder::Run(const std::string& input) const {
+  const platform::ChildCommand command = Command(input, "");
+  LauncherRun run = Finished(command, platform::RunChildToEnd(command));
+  run.marker = TakeMarker();
+  return run;
+}
+
+std::vector<LauncherRun> LauncherFolder::RunTogether(int count, const std::string& input) const {
+  std::vector<platform::ChildCommand> commands;
+  for (int i = 0; i < count; ++i) commands.push_back(Command(input, "-" + std::to_string(i)));
+  std::vector<int> statuses(commands.size(), -1);
+  {
+    std::vector<std::jthread> starts;
+    for (std::size_t i = 0; i < commands.size(); ++i)
+      starts.emplace_back(
+          [&commands, &statuses, i] { statuses[i] = platform::RunChildToEnd(commands[i]); });
+  }
+  std::vector<LauncherRun> runs;
+  const std::string marker = TakeMarker();
+  for (std::size_t i = 0; i < commands.size(); ++i) {
+    runs.push_back(Finished(commands[i], statuses[i]));
+    runs.back().marker = marker;
+  }
+  return runs;
 }
 
 }  // namespace rotalis::test

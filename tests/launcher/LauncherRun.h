@@ -9,7 +9,9 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "platform/ChildProcess.h"
 #include "tests/support/TempFolder.h"
 
 namespace rotalis::test {
@@ -59,8 +61,16 @@ class LauncherFolder {
   // Runs the launcher with `input` as standard input, PATH set to an
   // unrelated value beforehand.
   LauncherRun Run(const std::string& input = "") const;
+  // Starts `count` launchers from this folder at once, as the workstations
+  // of an office do from one shared folder, and waits for all of them. Each
+  // run carries the marker all of them wrote together.
+  std::vector<LauncherRun> RunTogether(int count, const std::string& input = "") const;
 
  private:
+  platform::ChildCommand Command(const std::string& input, const std::string& tag) const;
+  static LauncherRun Finished(const platform::ChildCommand& command, int exitStatus);
+  std::string TakeMarker() const;
+
   std::unique_ptr<TempFolder> temp_;
   std::string folder_;
   std::string database_;

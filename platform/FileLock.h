@@ -1,0 +1,39 @@
+#pragma once
+// An exclusive lock that several processes (and several workstations on one
+// file share) take on one lock file: advisory byte-range locks (open file
+// description locks on Linux, which also exclude other descriptors of the same
+// process, LockFileEx on Windows), both honoured by network file systems. The
+// locked byte lies far beyond any data, so a file that is also written through
+// other handles can carry its own lock. The lock goes with the object, and
+// with the process, however it ends.
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+namespace rotalis::platform {
+
+class FileLock {
+ public:
+  // Opens the file, creating it when missing; does not lock yet. Raises
+  // rotalis::Exception when the file can be neither opened nor created.
+  explicit FileLock(const std::string& path);
+  ~FileLock();
+  FileLock(const FileLock&) = delete;
+  FileLock& operator=(const FileLock&) = delete;
+
+  // Takes the lock if no one else holds it; true when this object holds it.
+  bool TryLock();
+  // Tries every few milliseconds until the lock is had or the time is up.
+  bool LockWithin(std::chrono::milliseconds timeout);
+  void Unlock();
+  bool Locked() const { return locked_; }
+  const std::string& Path() const { return path_; }
+
+ private:
+  std::string path_;
+  std::intptr_t handle_;
+  bool locked_ = false;
+};
+
+}  // namespace rotalis::platform

@@ -1,0 +1,63 @@
+#include "platform/FileLock.h"
+
+#include <windows.h>
+
+#include "platform/Exception.h"
+#include "platform/FileSystem.h"
+#include "platform/WideText_win.h"
+
+namespace rotalis::platform {
+namespace {
+
+// Windows byte-range locks bar other handles from the range: far beyond any
+// data, they never meet a write.
+constexpr DWORD kLockedByteHigh = 0x100;
+
+OVERLAPPED LockedRange() {
+  OVERLAPPED range{};
+  range.Offset = 0;
+  range.OffsetHigh = kLockedByteHigh;
+  return range;
+}
+
+HANDLE AsHandle(std::intptr_t handle) { return reinterpret_cast<HANDLE>(handle); }
+
+}  // namespace
+
+FileLock::FileLock(const std::string& path)
+    : path_(path), handle_(reinterpret_cast<std::intptr_t>(INVALID_HANDLE_VALUE)) {
+  const HANDLE file = CreateFileW(WideFromUtf8(path).c_str(), GENERIC_READ | GENERIC_WRITE,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                  OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE)
+    throw Exception("Cannot open the lock file '" + path +
+                    "': " + WindowsErrorMessage(GetLastError()));
+  handle_ = reinterpret_cast<std::intptr_t>(file);
+}
+
+FileLock::~FileLock() {
+  Unlock();
+  CloseHandle(AsHandle(handle_));
+}
+
+bool FileLock::TryLock() {
+  if (locked_) return true;
+  OVERLAPPED range = LockedRange();
+  if (LockFileEx(AsHandle(handle_), LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0,
+                 &range)) {
+    locked_ = true;
+  } else if (const DWORD error = GetLastError();
+             error != ERROR_LOCK_VIOLATION && error != ERROR_IO_PENDING) {
+    throw Exception("Cannot lock '" + path_ + "': " + WindowsErrorMessage(error));
+  }
+  return locked_;
+}
+
+void FileLock::Unlock() {
+  if (!locked_) return;
+  OVERLAPPED range = LockedRange();
+  UnlockFileEx(AsHandle(handle_), 0, 1, 0, &range);
+  locked_ = false;
+}
+
+}  // namespace rotalis::platform

@@ -1,0 +1,132 @@
+// Rule imports that meet other writers of the same table: another session
+// that inserts keys while the import runs, and imports that wait for each
+// other through the database's named lock.
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+
+#include "db/DbError.h"
+#include "db/TDbConnection.h"
+#include "db/TDbQuery.h"
+#include "rules/RuleImport.h"
+#include "rules/RuleImportLock.h"
+#include "rules/RuleTable.h"
+#include "tests/support/cloud/SyncSite.h"
+#include "tests/support/mariadb/MariaDbTest.h"
+
+namespace rotalis {
+namespace {
+
+class RuleImportConcurrency : public test::MariaDbTest {
+ protected:
+  void SetUp() override {
+    MariaDbTest::SetUp();
+    Server().Configure(connection_, Database());
+    TDbQuery create(connection_);
+    EnsureRuleTable(create);
+  }
+
+  // Another workstation's row, written over its own session.
+  void InsertElsewhere(const std::string& code, const std::string& identification) {
+    Server().Execute(
+        "INSERT INTO nrt (nrtcodigo, nrtcstibscbs, nrtcfop_interno, crtcodigo, nrtidentificacao, "
+        "nrticm_interno, nrtcfop_externo, nrticm_externo, nrtcombate_pobreza_aliquota, "
+        "nrtreducao_base_aliquota, cstcodigo, csicodigo, cspcodigo, pis_aliquota, csfcodigo, "
+        "cofins_aliquota, nrtclassificacao_is, nrtclassificacao_cpresumido, "
+        "nrtibs_aliquota_estadual, nrtdata_inicio) VALUES ('" +
+            code + "', '1', '1', 1, '" + identification +
+            "', 1, '1', 1, 1, 1, '1', '1', '1', 1, '1', 1, '1', '1', 1, '2020-01-01')",
+        Database());
+  }
+
+  std::string Value(const std::string& sql) {
+    return Server().QueryValue(sql, Database()).value_or("NULL");
+  }
+  std::string Codes() {
+    return Value("SELECT GROUP_CONCAT(nrtcodigo ORDER BY nrtcodigo) FROM nrt");
+  }
+
+  // Opens the import's row set now; the test writes elsewhere before importing.
+  void OpenRowSet() {
+    rules_.SQL().SetText(kRuleSelect);
+    rules_.Open();
+  }
+
+  TDbConnection connection_;
+  TDbQuery rules_{connection_};
+};
+
+// Keys written by another session after the row set was read, the same key
+// and one differing in case, are updated; the import goes on past them.
+TEST_F(RuleImportConcurrency, KeysInsertedAfterTheRowSetWasReadAreUpdated) {
+  OpenRowSet();
+  InsertElsewhere("000002", "escrita por outra estação");
+  InsertElsewhere("abc", "outra");
+
+  RuleList list = {test::SampleRule("000001"), test::SampleRule("000002"), test::SampleRule("ABC"),
+                   test::SampleRule("000003")};
+  list[1]["identificacao"] = "Alíquota 'única' \\ nova";
+  ImportRules(rules_, list);
+
+  EXPECT_EQ(Codes(), "000001,000002,000003,abc");
+  // Byte for byte, in the column's latin1.
+  EXPECT_EQ(Value("SELECT HEX(nrtidentificacao) FROM nrt WHERE nrtcodigo = '000002'"),
+            "416CED71756F74612027FA6E69636127205C206E6F7661");
+  EXPECT_EQ(Value("SELECT CONCAT(nrtidentificacao, ' ', crtcodigo, ' ', nrtdata_inicio) FROM nrt "
+                  "WHERE nrtcodigo = 'abc'"),
+            "Venda de mercadoria ABC 3 2026-01-01");
+
+  // The rows it wrote are in its row set: a record repeated later edits them.
+  EXPECT_TRUE(rules_.Locate("nrtcodigo", "000002"));
+  EXPECT_EQ(rules_.FieldByName("nrtidentificacao").AsString(), "Alíquota 'única' \\ nova");
+}
+
+// A key the row set held when it was read, in other letter case, is the
+// list's own conflict: the server's error stops the import there.
+TEST_F(RuleImportConcurrency, AKeyTheRowSetHeldInOtherCaseStillStopsTheImport) {
+  InsertElsewhere("abc", "antes");
+  OpenRowSet();
+  InsertElsewhere("000009", "depois");
+  try {
+    ImportRules(rules_,
+                {test::SampleRule("000001"), test::SampleRule("ABC"), test::SampleRule("000003")});
+    FAIL() << "the import went on";
+  } catch (const EDatabaseError& error) {
+    EXPECT_STREQ(error.what(), "Duplicate entry 'ABC' for key 'PRIMARY'");
+  }
+  EXPECT_EQ(Codes(), "000001,000009,abc");
+  EXPECT_EQ(Value("SELECT nrtidentificacao FROM nrt WHERE nrtcodigo = 'abc'"), "antes");
+}
+
+TEST_F(RuleImportConcurrency, ImportsOfOneDatabaseWaitForEachOther) {
+  TDbConnection other;
+  Server().Configure(other, Database());
+  {
+    const RuleImportLock first(connection_, std::chrono::seconds(5));
+    ASSERT_TRUE(first.Held());
+    // Another database of the server has a lock of its own.
+    TDbConnection elsewhere;
+    Server().Configure(elsewhere, Server().CreateDatabase());
+    EXPECT_TRUE(RuleImportLock(elsewhere, std::chrono::seconds(1)).Held());
+
+    const auto before = std::chrono::steady_clock::now();
+    const RuleImportLock second(other, std::chrono::seconds(1));
+    EXPECT_FALSE(second.Held());  // and the import goes on without it
+    EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(900));
+  }
+  // Released with the first; a session that ends releases its own as well.
+  EXPECT_TRUE(RuleImportLock(other, std::chrono::seconds(1)).Held());
+  {
+    TDbConnection dropped;
+    Server().Configure(dropped, Database());
+    const RuleImportLock held(dropped, std::chrono::seconds(1));
+    ASSERT_TRUE(held.Held());
+    dropped.SetConnected(false);
+  }
+  EXPECT_TRUE(RuleImportLock(other, std::chrono::seconds(1)).Held());
+}
+
+}  // namespace
+}  // namespace rotalis
