@@ -44,6 +44,34 @@ FieldKind KindOf(const MYSQL_FIELD& field) {
   }
 }
 
+db::ColumnStorage StorageOf(const MYSQL_FIELD& field) {
+  using Kind = db::ColumnStorage::Kind;
+  switch (field.type) {
+    case MYSQL_TYPE_TINY:
+    case MYSQL_TYPE_SHORT:
+    case MYSQL_TYPE_LONG:
+    case MYSQL_TYPE_LONGLONG:
+    case MYSQL_TYPE_INT24:
+      // Zero-filled integers read back padded: not the text written.
+      return {(field.flags & ZEROFILL_FLAG) != 0 ? Kind::Unknown : Kind::Exact, 0};
+    case MYSQL_TYPE_DATE:
+    case MYSQL_TYPE_NEWDATE:
+      return {Kind::Exact, 0};
+    case MYSQL_TYPE_NEWDECIMAL:
+      return {Kind::Decimal, field.decimals};
+    case MYSQL_TYPE_VARCHAR:
+    case MYSQL_TYPE_VAR_STRING:
+    case MYSQL_TYPE_TINY_BLOB:
+    case MYSQL_TYPE_MEDIUM_BLOB:
+    case MYSQL_TYPE_LONG_BLOB:
+    case MYSQL_TYPE_BLOB:
+      return {Kind::Text, 0};
+    default:
+      // CHAR drops trailing blanks, floating point columns round in binary.
+      return {};
+  }
+}
+
 std::string Text(const char* text, unsigned int length) {
   return text == nullptr ? std::string() : std::string(text, length);
 }
@@ -91,6 +119,7 @@ void TDbQuery::ReadColumns(db::MySqlResult& result) {
     column.database = Text(field.db, field.db_length);
     column.primaryKey = (field.flags & PRI_KEY_FLAG) != 0;
     column.autoIncrement = (field.flags & AUTO_INCREMENT_FLAG) != 0;
+    column.storage = StorageOf(field);
     fields_.push_back(std::make_unique<TField>(*this, i, column.name, KindOf(field)));
     // The first of two equally named columns wins, as the server lists them.
     fieldIndex_.emplace(platform::AsciiLowered(column.name), i);
@@ -167,6 +196,22 @@ void TDbQuery::Cancel() {
   buffer_.clear();
   assigned_.clear();
   state_ = State::Browse;
+}
+
+bool TDbQuery::EditChangesNothing() const {
+  if (state_ != State::Edit) return false;
+  for (std::size_t i = 0; i < columns_.size(); ++i) {
+    if (!assigned_[i]) continue;
+    const auto stored = rows_.Value(*current_, i);
+    const auto& written = buffer_[i];
+    if (!stored || !written) {
+      if (stored.has_value() != written.has_value()) return false;
+      continue;
+    }
+    const auto kept = db::AsStored(columns_[i].storage, *written);
+    if (!kept || *kept != *stored) return false;
+  }
+  return true;
 }
 
 void TDbQuery::AdoptRow(db::RowValues values) {

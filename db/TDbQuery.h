@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "db/RowSet.h"
+#include "db/StoredValue.h"
 #include "db/TField.h"
 #include "db/TStringList.h"
 
@@ -71,6 +72,10 @@ class TDbQuery {
   void Post();
   // Drops the pending changes and returns to browsing.
   void Cancel();
+  // True while editing when every assigned column would read back exactly
+  // the bytes it holds now, once written: posting would change nothing. False
+  // whenever that is not certain.
+  bool EditChangesNothing() const;
   // Adds a row that another query of the same columns has just read from the
   // table, as if the result set had held it from the start, and makes it the
   // current row: a row another session wrote after Open can then be edited.
@@ -88,6 +93,7 @@ class TDbQuery {
     std::string database;
     bool primaryKey = false;
     bool autoIncrement = false;
+    db::ColumnStorage storage;
   };
 
   TDbConnection& RequireConnection();

@@ -120,7 +120,7 @@ bool AdoptRowWrittenMeanwhile(TDbQuery& rules, const std::string& code) {
 
 }  // namespace
 
-void ImportRules(TDbQuery& rules, const RuleList& list) {
+void ImportRules(TDbQuery& rules, const RuleList& list, UnchangedRows unchanged) {
   // The fields stay put while the query is open; looking them up once keeps a
   // large answer from paying for 25 name lookups per record.
   TField& key = rules.FieldByName(kKeyColumn);
@@ -138,6 +138,10 @@ void ImportRules(TDbQuery& rules, const RuleList& list) {
       key.SetAsString(code);
     }
     AssignAll(fields, record);
+    if (located && unchanged == UnchangedRows::Skip && rules.EditChangesNothing()) {
+      rules.Cancel();
+      continue;
+    }
     try {
       rules.Post();
     } catch (const EDuplicateKey&) {

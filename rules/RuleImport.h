@@ -19,6 +19,12 @@ extern const char* const kRuleSelect;
 // updated. Stops at the first failure (missing member, wrong type, bad date,
 // database error, a key the row set held already in other letter case): rows
 // posted before it stay, the failing row is not written.
-void ImportRules(TDbQuery& rules, const RuleList& list);
+// A located row that already holds exactly what the record would write
+// (stored bytes, not the collation's equality) is left alone: no statement
+// is sent for it, and the table ends as if it had been written.
+enum class UnchangedRows { Skip, Write };
+
+void ImportRules(TDbQuery& rules, const RuleList& list,
+                 UnchangedRows unchanged = UnchangedRows::Skip);
 
 }  // namespace rotalis
