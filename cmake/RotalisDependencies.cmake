@@ -11,6 +11,17 @@ else()
   find_package(CURL REQUIRED)
 endif()
 
+# libsodium checks the publisher's signatures on installers.
+add_library(rotalis_sodium INTERFACE)
+if(WIN32)
+  find_package(RotalisSodium REQUIRED)
+  target_link_libraries(rotalis_sodium INTERFACE Rotalis::sodium)
+else()
+  find_package(PkgConfig REQUIRED)
+  pkg_check_modules(SODIUM REQUIRED IMPORTED_TARGET GLOBAL libsodium)
+  target_link_libraries(rotalis_sodium INTERFACE PkgConfig::SODIUM)
+endif()
+
 add_library(rotalis_mysql_client INTERFACE)
 if(WIN32)
   # Connector/C ships no pkg-config file for the static Windows library; the

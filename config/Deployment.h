@@ -13,6 +13,10 @@ struct Deployment {
   std::string cloudToken;     // ROTALIS_CLOUD_TOKEN: bearer token
   std::string cloudCaFile;    // ROTALIS_CLOUD_CA_FILE: CA bundle, empty = system store
   std::string bugTrackerUrl;  // ROTALIS_BUGTRACKER_URL: "http://host[:port]/erros"
+  // ROTALIS_UPDATE_PUBLIC_KEY: the base64 line of the publisher's minisign.pub.
+  // Empty: installers are run as downloaded. Set: only installers signed with
+  // its key reach the cache and are run.
+  std::string updatePublicKey{};
 
   // The values this program was built with.
   static const Deployment& Compiled();

@@ -59,6 +59,10 @@ struct HttpResponse {
 class HttpBodySink {
  public:
   virtual ~HttpBodySink() = default;
+  // The status of the response the body belongs to, before SetLength and the
+  // first Add; not called when no body arrives. A sink that keeps only some
+  // answers (a resumed download) decides here where the bytes go.
+  virtual void SetStatus(int statusCode) {}
   // The length the server announced, before the first Add; not called when unknown.
   virtual void SetLength(std::uint64_t length) = 0;
   // The next piece of the body. An exception thrown here cancels the transfer and

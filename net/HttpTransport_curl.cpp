@@ -108,6 +108,9 @@ size_t OnBody(char* data, size_t size, size_t count, void* user) {
   try {
     if (!transfer->lengthSent) {
       transfer->lengthSent = true;
+      long status = 0;
+      curl_easy_getinfo(transfer->handle, CURLINFO_RESPONSE_CODE, &status);
+      transfer->sink->SetStatus(static_cast<int>(status));
       AnnounceLength(*transfer);
     }
     transfer->sink->Add(data, bytes);

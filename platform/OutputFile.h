@@ -11,8 +11,9 @@ class OutputFile {
   // Creates the file, or empties it when it exists; raises rotalis::Exception
   // with the system's message when that is impossible. An executable file (a
   // downloaded program) may be started by its owner, as far as the system's
-  // file-creation mask allows.
-  explicit OutputFile(const std::string& path, bool executable = false);
+  // file-creation mask allows. With `append` an existing file keeps its bytes
+  // and the new ones follow them (a download resumed where it stopped).
+  explicit OutputFile(const std::string& path, bool executable = false, bool append = false);
   // Writes what is still buffered, as far as it goes, then closes the file.
   ~OutputFile();
   OutputFile(const OutputFile&) = delete;

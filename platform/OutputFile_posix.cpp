@@ -10,8 +10,9 @@
 
 namespace rotalis::platform {
 
-OutputFile::OutputFile(const std::string& path, bool executable) : path_(path) {
-  file_ = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, executable ? 0777 : 0666);
+OutputFile::OutputFile(const std::string& path, bool executable, bool append) : path_(path) {
+  file_ = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | (append ? O_APPEND : O_TRUNC),
+               executable ? 0777 : 0666);
   if (file_ < 0)
     throw Exception("Cannot create the file '" + path + "': " + SystemErrorMessage(errno));
   buffer_.reserve(kBufferSize);

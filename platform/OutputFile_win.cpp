@@ -11,12 +11,18 @@ namespace rotalis::platform {
 
 // Windows decides by the file name whether a file is a program, so
 // `executable` needs nothing here.
-OutputFile::OutputFile(const std::string& path, bool) : path_(path) {
+OutputFile::OutputFile(const std::string& path, bool, bool append) : path_(path) {
   file_ = CreateFileW(WideFromUtf8(path).c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
-                      CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+                      append ? OPEN_ALWAYS : CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file_ == INVALID_HANDLE_VALUE) {
     file_ = nullptr;
     RaiseLastError("Cannot create the file '" + path + "'");
+  }
+  LARGE_INTEGER end{};
+  if (append && !SetFilePointerEx(static_cast<HANDLE>(file_), end, nullptr, FILE_END)) {
+    CloseHandle(static_cast<HANDLE>(file_));
+    file_ = nullptr;
+    RaiseLastError("Cannot append to the file '" + path + "'");
   }
   buffer_.reserve(kBufferSize);
 }

@@ -9,15 +9,18 @@
 # KelvaERP.exe and its configuration file kelvaERP.ini), then starts on
 # loopback a private MariaDB with the ERP tables and a company, the cloud
 # rules service with a few rules for that company, and the update server
-# offering one newer installer. Runs the launcher (the desktop backend when
+# offering one newer installer. The launcher runs in verified mode: it carries
+# the public key of a minisign key pair the demo makes (build/demo/signing),
+# the newer installer is signed with it, and a third one, signed and then
+# altered on the server, is refused. Runs the launcher (the desktop backend when
 # DISPLAY is set, else the console one with standard input from /dev/null)
 # and prints what it did; then starts it once more as after the update, when
 # it opens its main window (with a display, until you close it or for at most
 # ROTALIS_DEMO_WINDOW_SECONDS, default 60). Every server is stopped when the
 # script ends, however it ends.
 #
-# Exit status 0 only when both starts ended normally, rules reached table nrt
-# and the newer installer ran.
+# Exit status 0 only when both starts ended normally, rules reached table nrt,
+# the newer installer ran and the altered one was neither kept nor run.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$(pwd)
@@ -34,6 +37,9 @@ cnpj=12.345.678/0001-90
 # installer path, so 25.28.502.10 (252850210) is newer and 25.28.500.10 is not.
 newer=Setup_25.28.502.10.exe
 older=Setup_25.28.500.10.exe
+# Signed by the publisher, then changed on the server: must never run.
+tampered=Setup_25.28.503.10.exe
+signing=$build/signing
 
 step() { printf '\n==> %s\n' "$*"; }
 die() {
@@ -65,8 +71,18 @@ wait_for_file() { # FILE PID
 }
 
 # --- build -------------------------------------------------------------------
-step "Building the launcher in build/demo"
+# The publisher's key pair, made once (without a password, -W) and kept with
+# the build, whose launcher carries the public half.
+if [ ! -s "$signing/minisign.pub" ]; then
+  step "Making the publisher's key pair in build/demo/signing (minisign -G)"
+  mkdir -p "$signing"
+  minisign -G -W -f -p "$signing/minisign.pub" -s "$signing/minisign.key" >/dev/null
+fi
+public_key=$(sed -n 2p "$signing/minisign.pub")
+
+step "Building the launcher in build/demo (verified updates, key $public_key)"
 cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  "-DROTALIS_UPDATE_PUBLIC_KEY=$public_key" \
   -DROTALIS_BUILD_TESTS=OFF \
   -DROTALIS_UPDATE_SERVER=127.0.0.1 \
   "-DROTALIS_CLOUD_URL=https://127.0.0.1:$cloud_port/functions/v1/regras-por-cnpj" \
@@ -168,10 +184,16 @@ nginx_pid=$!
 wait_for_file "$run/nginx/state" "$nginx_pid" || die "the update server did not answer"
 grep -q '^ready' "$run/nginx/state" || die "the update server did not start: $(cat "$run/nginx/state")"
 mkdir -p "$run/nginx/root/arquivos" "$run/nginx/root/download/kelva"
-printf '{"qtd":2,"nome-1":"%s","nome-2":"%s"}' "$older" "$newer" >"$run/nginx/root/arquivos/kelva"
-installer >"$run/nginx/root/download/kelva/$newer"
-installer >"$run/nginx/root/download/kelva/$older"
-echo "lists $older (already in the cache) and $newer (new)"
+printf '{"qtd":3,"nome-1":"%s","nome-2":"%s","nome-3":"%s"}' "$older" "$newer" "$tampered" \
+  >"$run/nginx/root/arquivos/kelva"
+served=$run/nginx/root/download/kelva
+installer >"$served/$newer"
+installer >"$served/$older"
+installer >"$served/$tampered"
+# What the publisher does for each release (minisign -Sm), with the demo's key.
+minisign -S -s "$signing/minisign.key" -m "$served/$newer" "$served/$tampered" >/dev/null
+echo 'echo "not what was signed"' >>"$served/$tampered"
+echo "lists $older (already in the cache), $newer (new, signed) and $tampered (signed, then altered)"
 
 # --- application folder --------------------------------------------------------
 step "Preparing the application folder demo-run/app"
@@ -201,8 +223,12 @@ start_launcher() { # [seconds after which the demo closes it]
   set -e
 }
 step "Running the launcher $backend"
+[ -z "${DISPLAY:-}" ] || echo "(a message box names the refused installer; close it to go on)"
 start_launcher
 # --- summary -------------------------------------------------------------------
+refused=1
+[ ! -e "$app/atualizadores_versao/$tampered" ] && [ ! -e "$app/atualizadores_versao/$tampered.part" ] &&
+  ! grep -q "$tampered" "$run/installer-runs.log" 2>/dev/null || refused=0
 first_status=$launcher_status
 step "What happened"
 echo "Launcher exit status: $first_status"
@@ -262,8 +288,10 @@ ok=1
 [ "$second_status" = 0 ] || { echo "demo: the second start did not end normally" >&2; ok=0; }
 [ "${rules:-0}" -gt 0 ] || { echo "demo: no rule reached table nrt" >&2; ok=0; }
 [ -s "$run/installer-runs.log" ] || { echo "demo: no installer ran" >&2; ok=0; }
+[ $refused -eq 1 ] || { echo "demo: the altered installer $tampered was kept or run" >&2; ok=0; }
 if [ $ok -eq 1 ]; then
-  echo "Demo complete: $rules rules written, $(wc -l <"$run/installer-runs.log") installer run."
+  echo "Demo complete: $rules rules written, $(wc -l <"$run/installer-runs.log") installer run," \
+    "the altered $tampered refused."
   exit 0
 fi
 exit 1

@@ -54,8 +54,9 @@ ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:detect_stack_use_after_return=1 UBS
   build_and_test build/asan -DCMAKE_BUILD_TYPE=Debug -DROTALIS_SANITIZE=ON
 
 # The clang build compiles every target, so that clang's warnings are errors too,
-# then runs ExtractJsonObject under libFuzzer for a bounded time; a crash, a leak or
-# any sanitizer report stops the fuzzer with a non-zero status and fails the script.
+# then runs ExtractJsonObject and the signature file parser under libFuzzer for
+# a bounded time each; a crash, a leak or any sanitizer report stops the fuzzer
+# with a non-zero status and fails the script.
 fuzz_dir=build/fuzz
 loopback_deployment "$root/$fuzz_dir"
 CC=clang CXX=clang++ cmake -S "$root" -B "$fuzz_dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
@@ -65,6 +66,12 @@ rm -rf "$fuzz_dir/corpus" && mkdir -p "$fuzz_dir/corpus"
 cp fuzz/corpus/extract_json_object/* "$fuzz_dir/corpus/"
 "$fuzz_dir/fuzz/fuzz_extract_json_object" -max_total_time=45 -rss_limit_mb=2048 \
   -artifact_prefix="$fuzz_dir/" "$fuzz_dir/corpus"
+# The same for the parser of installer signature files, which come from the
+# update server.
+rm -rf "$fuzz_dir/corpus-signature" && mkdir -p "$fuzz_dir/corpus-signature"
+cp fuzz/corpus/signature_file/* "$fuzz_dir/corpus-signature/"
+"$fuzz_dir/fuzz/fuzz_signature_file" -max_total_time=30 -rss_limit_mb=2048 \
+  -artifact_prefix="$fuzz_dir/signature-" "$fuzz_dir/corpus-signature"
 
 # The closing lines count every case of the three test runs from their own
 # records (the fuzzer's output would otherwise end the log).

@@ -1,6 +1,5 @@
 #include "update/UpdateDownload.h"
 
-#include <chrono>
 #include <exception>
 
 #include "net/HttpTransport.h"
@@ -9,6 +8,7 @@
 #include "platform/FileSystem.h"
 #include "platform/OutputFile.h"
 #include "platform/Paths.h"
+#include "update/DownloadProgress.h"
 
 namespace rotalis {
 namespace {
@@ -23,27 +23,6 @@ class FileSink : public net::HttpBodySink {
 
  private:
   platform::OutputFile& file_;
-};
-
-// Moves the form with the bytes received and keeps the windows alive, but at
-// most ten times a second: a loopback transfer calls back thousands of times.
-class ProgressThrottle {
- public:
-  ProgressThrottle(ui::Application& app, ui::ProgressForm* form) : app_(app), form_(form) {}
-
-  bool operator()(std::uint64_t received, std::uint64_t total) {
-    const auto now = std::chrono::steady_clock::now();
-    if (now - last_ < std::chrono::milliseconds(100)) return true;
-    last_ = now;
-    if (form_ != nullptr) form_->SetTransferProgress(received, total);
-    app_.ProcessMessages();
-    return true;
-  }
-
- private:
-  ui::Application& app_;
-  ui::ProgressForm* form_;
-  std::chrono::steady_clock::time_point last_{};
 };
 
 }  // namespace
@@ -68,7 +47,7 @@ void DownloadUpdateFile(ui::Application& app, const std::string& base,
     net::HttpRequest request;
     request.url = base + "/download/" + net::UrlEncode(editionKey) + "/" + net::UrlEncode(fileName);
     request.acceptEncoding = "gzip, deflate";
-    ProgressThrottle throttle(app, progress);
+    DownloadProgress throttle(app, progress);
     request.onProgress = [&throttle](std::uint64_t received, std::uint64_t total) {
       return throttle(received, total);
     };

@@ -13,6 +13,7 @@
 #include "platform/Process.h"
 #include "platform/TextCollation.h"
 #include "rules/RuleSync.h"
+#include "update/CachedInstallerCheck.h"
 #include "update/Edition.h"
 #include "update/ExeFiles.h"
 #include "update/FileVersionText.h"
@@ -82,6 +83,7 @@ void UpdateInstallation(ui::Application& app, const Installation& here) {
   for (const auto& installer : installers) {
     const double offered = ReadNumber(DigitsOnly(installer), installer);
     if (!(running < offered) || !platform::FileExists(installer)) continue;
+    if (!CachedInstallerMayRun(app, here.deployment, installer)) continue;
     // The launcher closes once the installers have run: its loop ends at once.
     app.Terminate();
     RunAndWait(app, installer, kInstallerArguments);

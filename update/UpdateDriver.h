@@ -13,7 +13,9 @@ namespace rotalis {
 // SyncTaxRules, then UpdateInstallation. Errors of either leave it.
 void RunUpdate(ui::Application& app, const Installation& here);
 
-// Everything after the rule synchronisation. Returns at once when the update
+// Everything after the rule synchronisation. With a public key in the
+// deployment, an installer that no longer verifies is renamed ".rejected"
+// instead of run (CachedInstallerMayRun). Returns at once when the update
 // server does not answer the ping. Otherwise: DownloadUpdates; "Versao" (the
 // launcher's version without dots) written to section "posi" of edition key +
 // "erp.ini"; then, in case-insensitive order of the installer cache, every

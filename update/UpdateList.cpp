@@ -8,6 +8,7 @@
 #include "update/Edition.h"
 #include "update/UpdateDownload.h"
 #include "update/UpdateServer.h"
+#include "update/VerifiedDownload.h"
 
 namespace rotalis {
 
@@ -45,8 +46,13 @@ void DownloadUpdates(ui::Application& app, const Installation& here) {
       if (platform::FileExists(platform::ResolveIgnoringCase(folder, name))) continue;
 
       form.Show();
-      DownloadUpdateFile(app, UpdateServerBase(here.deployment), DetectEdition(here.folder), name,
-                         folder, &form);
+      if (here.deployment.updatePublicKey.empty())
+        DownloadUpdateFile(app, UpdateServerBase(here.deployment), DetectEdition(here.folder), name,
+                           folder, &form);
+      else
+        DownloadVerifiedUpdateFile(app, UpdateServerBase(here.deployment),
+                                   DetectEdition(here.folder), name, folder,
+                                   here.deployment.updatePublicKey, &form);
     }
     form.Close();
     app.ReleaseComponent(form);
