@@ -33,11 +33,15 @@ void RowSet::Clear() {
   columnCount_ = 0;
 }
 
+std::optional<std::string_view> RowSet::CellOf(const RowRef& row, std::size_t column) {
+  if (row.cells[column] == nullptr) return std::nullopt;
+  return std::string_view(row.cells[column], row.lengths[column]);
+}
+
 std::optional<std::string_view> RowSet::Value(std::size_t row, std::size_t column) const {
   const RowRef& ref = rows_.at(row);
   if (column >= columnCount_) throw std::out_of_range("column index");
-  if (ref.cells[column] == nullptr) return std::nullopt;
-  return std::string_view(ref.cells[column], ref.lengths[column]);
+  return CellOf(ref, column);
 }
 
 RowValues RowSet::Row(std::size_t row) const {
@@ -49,48 +53,62 @@ RowValues RowSet::Row(std::size_t row) const {
 }
 
 RowSet::RowRef RowSet::Own(RowValues values) {
+  values.resize(columnCount_);
   OwnedRow& owned = owned_.emplace_back();
-  owned.values = std::move(values);
-  owned.values.resize(columnCount_);
-  for (const auto& value : owned.values) {
-    owned.cells.push_back(value ? value->data() : nullptr);
-    owned.lengths.push_back(value ? static_cast<std::uint32_t>(value->size()) : 0);
+  std::size_t total = 0;
+  for (const auto& value : values)
+    if (value) total += value->size();
+  // Reserved whole, so that the cells' addresses stay put.
+  owned.bytes.reserve(total);
+  for (const auto& value : values)
+    if (value) owned.bytes += *value;
+  owned.cells.resize(columnCount_);
+  owned.lengths.resize(columnCount_);
+  std::size_t offset = 0;
+  for (std::size_t c = 0; c < columnCount_; ++c) {
+    if (!values[c]) continue;
+    owned.cells[c] = owned.bytes.data() + offset;
+    owned.lengths[c] = static_cast<std::uint32_t>(values[c]->size());
+    offset += values[c]->size();
   }
   return {owned.cells.data(), owned.lengths.data()};
 }
 
 void RowSet::ReplaceRow(std::size_t row, RowValues values) {
-  const RowValues before = Row(row);
+  // The cells the row had stay where they are until Clear.
+  const RowRef before = rows_.at(row);
   rows_.at(row) = Own(std::move(values));
-  IndexChanged(row, before, Row(row));
+  IndexChanged(row, &before);
 }
 
 std::size_t RowSet::AppendRow(RowValues values) {
   rows_.push_back(Own(std::move(values)));
   const std::size_t row = rows_.size() - 1;
-  IndexChanged(row, RowValues(columnCount_), Row(row));
+  IndexChanged(row, nullptr);
   return row;
 }
 
-void RowSet::IndexChanged(std::size_t row, const RowValues& before, const RowValues& after) {
+void RowSet::IndexChanged(std::size_t row, const RowRef* before) {
   for (auto it = indexes_.begin(); it != indexes_.end();) {
     const std::size_t column = it->first;
     Index& index = it->second;
-    if (before[column] == after[column]) {
+    const auto old = before == nullptr ? std::nullopt : CellOf(*before, column);
+    const auto now = Value(row, column);
+    if (old == now) {
       ++it;
       continue;
     }
-    if (before[column]) {
-      const auto old = index.find(*before[column]);
-      if (old != index.end() && old->second == row) {
+    if (old) {
+      const auto found = index.find(std::string(*old));
+      if (found != index.end() && found->second == row) {
         // Another row may hold the old value too; finding it again means a
         // scan, which the next lookup does when it rebuilds the index.
         it = indexes_.erase(it);
         continue;
       }
     }
-    if (after[column]) {
-      const auto [entry, inserted] = index.emplace(*after[column], row);
+    if (now) {
+      const auto [entry, inserted] = index.emplace(std::string(*now), row);
       if (!inserted && entry->second > row) entry->second = row;
     }
     ++it;

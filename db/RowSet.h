@@ -41,15 +41,19 @@ class RowSet {
     const char* const* cells;
     const std::uint32_t* lengths;
   };
+  // A row written after the result set was read: its cells side by side in
+  // one buffer, a few allocations per row rather than one per cell.
   struct OwnedRow {
-    RowValues values;
+    std::string bytes;
     std::vector<const char*> cells;
     std::vector<std::uint32_t> lengths;
   };
   using Index = std::unordered_map<std::string, std::size_t>;
 
   RowRef Own(RowValues values);
-  void IndexChanged(std::size_t row, const RowValues& before, const RowValues& after);
+  static std::optional<std::string_view> CellOf(const RowRef& row, std::size_t column);
+  // Keeps the indexes right after `row` changed from `before` (null: a new row).
+  void IndexChanged(std::size_t row, const RowRef* before);
 
   MySqlResult result_;
   std::size_t columnCount_ = 0;

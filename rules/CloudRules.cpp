@@ -1,7 +1,5 @@
 #include "rules/CloudRules.h"
 
-#include <utility>
-
 #include "net/Request.h"
 #include "platform/Exception.h"
 
@@ -23,12 +21,36 @@ std::string FetchRulesByCnpj(const Deployment& deployment, const std::string& cn
 }
 
 std::optional<RuleList> ExtractRuleList(const std::string& body, const std::string& member) {
-  net::Json value = net::Json::parse(body, nullptr, /*allow_exceptions=*/false);
+  const std::string key = member.empty() ? "rows" : member;
+  RuleList records;
+  // While inside the rule array: the depth at which its elements end.
+  int elementDepth = 0;
+  bool atKey = false;
+  const net::Json::parser_callback_t take = [&](int depth, net::Json::parse_event_t event,
+                                                net::Json& parsed) {
+    using Event = net::Json::parse_event_t;
+    if (elementDepth != 0) {
+      if (depth == elementDepth &&
+          (event == Event::object_end || event == Event::array_end || event == Event::value)) {
+        records.emplace_back(parsed);
+        return false;  // dropped from the tree, which never holds more than one rule
+      }
+      if (depth == elementDepth - 1 && event == Event::array_end) elementDepth = 0;
+      return true;
+    }
+    if (depth == 1 && event == Event::key) atKey = parsed == key;
+    if (event == Event::array_start && (depth == 0 || (depth == 1 && atKey))) {
+      // A later member of the same name replaces an earlier one, as in the tree.
+      records.clear();
+      elementDepth = depth + 1;
+    }
+    return true;
+  };
+  const net::Json value = net::Json::parse(body, take, /*allow_exceptions=*/false);
   if (value.is_discarded()) throw Exception("JSON inválido");
 
-  if (value.is_array()) return std::move(value.get_ref<net::Json::array_t&>());
+  if (value.is_array()) return records;
   if (!value.is_object()) return std::nullopt;
-  const std::string key = member.empty() ? "rows" : member;
   if (!member.empty()) {
     // Named explicitly, a missing or non-array member is the caller's error.
     net::GetArray(value, key);
@@ -36,8 +58,7 @@ std::optional<RuleList> ExtractRuleList(const std::string& body, const std::stri
     const net::Json* rows = nullptr;
     if (!net::TryGetValue(value, key, rows)) return std::nullopt;
   }
-  // The parsed value dies here, so its array can move out instead of being copied.
-  return std::move(value[key].get_ref<net::Json::array_t&>());
+  return records;
 }
 
 }  // namespace rotalis

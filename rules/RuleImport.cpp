@@ -128,7 +128,8 @@ void ImportRules(TDbQuery& rules, const RuleList& list, UnchangedRows unchanged)
   for (std::size_t i = 0; i < kAssignments.size(); ++i)
     fields[i] = &rules.FieldByName(kAssignments[i].column);
 
-  for (const net::Json& record : list) {
+  for (const RuleRecord& item : list) {
+    const net::Json record = item.Parsed();
     const std::string code = net::GetValue<std::string>(record, kKeyMember);
     const bool located = rules.Locate(kKeyColumn, code);
     if (located) {

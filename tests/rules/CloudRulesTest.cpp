@@ -28,13 +28,31 @@ TEST(ExtractRuleList, TakesAnArrayOrTheRowsOfAnObject) {
   ASSERT_TRUE(bare && wrapped);
   EXPECT_EQ(*bare, *wrapped);
   ASSERT_EQ(bare->size(), 2u);
-  EXPECT_EQ((*bare)[1]["classificacao_ibscbs"], "b");
+  EXPECT_EQ((*bare)[1].Parsed()["classificacao_ibscbs"], "b");
 
   EXPECT_EQ(ExtractRuleList("[]"), RuleList{});
   EXPECT_EQ(ExtractRuleList(R"({"rows":[]})"), RuleList{});
   const auto named = ExtractRuleList(R"({"regras":[{"x":1}]})", "regras");
   ASSERT_TRUE(named);
   EXPECT_EQ(named->size(), 1u);
+}
+
+// Taken element by element as the parser meets them, the rules are still
+// the ones the whole tree would hold: of any kind, nested values whole, and
+// of a member named twice, the last one.
+TEST(ExtractRuleList, TakesTheElementsTheWholeTreeWouldHold) {
+  const char* body =
+      R"({"rows":[{"a":[1,{"rows":[2]}]}],"x":[[3],[4]],"rows":[{"b":{"c":[]}},5,[6,[7]],null]})";
+  const auto rules = ExtractRuleList(body);
+  ASSERT_TRUE(rules);
+  const net::Json tree = net::Json::parse(body)["rows"];
+  ASSERT_EQ(rules->size(), tree.size());
+  for (std::size_t i = 0; i < tree.size(); ++i) EXPECT_EQ((*rules)[i].Parsed(), tree[i]) << i;
+  EXPECT_EQ(ExtractRuleList(R"({"rows":[{"a":1}],"rows":7})"), std::nullopt);
+  const auto nested = ExtractRuleList(R"([[{"rows":[1]}],{"x":[2]}])");
+  ASSERT_TRUE(nested);
+  EXPECT_EQ(nested->size(), 2u);
+  EXPECT_EQ(ExtractRuleList(R"({"regras":[1,2],"rows":[3]})", "regras")->size(), 2u);
 }
 
 TEST(ExtractRuleList, YieldsNothingWithoutAnArrayToTake) {

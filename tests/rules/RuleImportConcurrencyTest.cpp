@@ -65,10 +65,10 @@ TEST_F(RuleImportConcurrency, KeysInsertedAfterTheRowSetWasReadAreUpdated) {
   InsertElsewhere("000002", "escrita por outra estação");
   InsertElsewhere("abc", "outra");
 
-  RuleList list = {test::SampleRule("000001"), test::SampleRule("000002"), test::SampleRule("ABC"),
-                   test::SampleRule("000003")};
-  list[1]["identificacao"] = "Alíquota 'única' \\ nova";
-  ImportRules(rules_, list);
+  net::Json changed = test::SampleRule("000002");
+  changed["identificacao"] = "Alíquota 'única' \\ nova";
+  ImportRules(rules_, {test::SampleRule("000001"), changed, test::SampleRule("ABC"),
+                       test::SampleRule("000003")});
 
   EXPECT_EQ(Codes(), "000001,000002,000003,abc");
   // Byte for byte, in the column's latin1.
