@@ -46,28 +46,24 @@ FieldKind KindOf(const MYSQL_FIELD& field) {
 
 db::ColumnStorage StorageOf(const MYSQL_FIELD& field) {
   using Kind = db::ColumnStorage::Kind;
-  switch (field.type) {
-    case MYSQL_TYPE_TINY:
-    case MYSQL_TYPE_SHORT:
-    case MYSQL_TYPE_LONG:
-    case MYSQL_TYPE_LONGLONG:
-    case MYSQL_TYPE_INT24:
-      // Zero-filled integers read back padded: not the text written.
-      return {(field.flags & ZEROFILL_FLAG) != 0 ? Kind::Unknown : Kind::Exact, 0};
-    case MYSQL_TYPE_DATE:
-    case MYSQL_TYPE_NEWDATE:
+  switch (KindOf(field)) {
+    case FieldKind::Integer:
+      // Zero-filled integers and years read back padded: not the text written.
+      if ((field.flags & ZEROFILL_FLAG) != 0 || field.type == MYSQL_TYPE_YEAR) return {};
       return {Kind::Exact, 0};
-    case MYSQL_TYPE_NEWDECIMAL:
+    case FieldKind::Date:
+      return {Kind::Exact, 0};
+    case FieldKind::Float:
+      // Floating point columns round in binary.
+      if (field.type != MYSQL_TYPE_NEWDECIMAL) return {};
       return {Kind::Decimal, field.decimals};
-    case MYSQL_TYPE_VARCHAR:
-    case MYSQL_TYPE_VAR_STRING:
-    case MYSQL_TYPE_TINY_BLOB:
-    case MYSQL_TYPE_MEDIUM_BLOB:
-    case MYSQL_TYPE_LONG_BLOB:
-    case MYSQL_TYPE_BLOB:
+    case FieldKind::Text:
+      // CHAR drops trailing blanks; ENUM and SET keep a member of their list.
+      if (field.type == MYSQL_TYPE_STRING || field.type == MYSQL_TYPE_ENUM ||
+          field.type == MYSQL_TYPE_SET)
+        return {};
       return {Kind::Text, 0};
     default:
-      // CHAR drops trailing blanks, floating point columns round in binary.
       return {};
   }
 }

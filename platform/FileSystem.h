@@ -1,6 +1,9 @@
 #pragma once
 // File and folder tests, listing and the few file operations the program needs.
 
+#include <cstddef>
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -44,6 +47,25 @@ std::string ReadFileBytes(const std::string& path);
 // but the file itself is writable, the file is rewritten in place instead.
 // Raises rotalis::Exception.
 void WriteFileBytes(const std::string& path, std::string_view bytes);
+
+// The size of the file in bytes; raises rotalis::Exception when it cannot be
+// read.
+std::uint64_t FileSize(const std::string& path);
+
+// Hands the file to `piece` front to back in pieces of at most a few hundred
+// kilobytes, so that a file of any size is read without holding it whole.
+// Raises rotalis::Exception when it cannot be read; an exception of `piece`
+// passes unchanged.
+void ReadFilePieces(const std::string& path,
+                    const std::function<void(const char* data, std::size_t size)>& piece);
+
+// Gives the file `from` the name `to`, replacing a file of that name; both lie
+// in the same folder. Raises rotalis::Exception with the system's message.
+void RenameFile(const std::string& from, const std::string& to);
+
+// Removes the file; one that is not there already is no error. Raises
+// rotalis::Exception when it stays.
+void RemoveFile(const std::string& path);
 
 // The system's message text for an error number (strerror on POSIX).
 std::string SystemErrorMessage(int error);

@@ -6,9 +6,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <utility>
+#include <vector>
 
 #include "platform/AsciiCase.h"
 #include "platform/Exception.h"
@@ -17,6 +19,9 @@
 
 namespace rotalis::platform {
 namespace {
+
+// Reads of a large file go in pieces of this size.
+constexpr std::size_t kPieceSize = 256 * 1024;
 
 struct DirCloser {
   void operator()(DIR* dir) const { closedir(dir); }
@@ -169,6 +174,34 @@ void WriteFileBytes(const std::string& path, std::string_view bytes) {
     errno = error;
     RaiseErrno("Cannot replace", target);
   }
+}
+
+std::uint64_t FileSize(const std::string& path) {
+  struct stat st {};
+  if (stat(path.c_str(), &st) != 0) RaiseErrno("Cannot read the size of", path);
+  return static_cast<std::uint64_t>(st.st_size);
+}
+
+void ReadFilePieces(const std::string& path,
+                    const std::function<void(const char* data, std::size_t size)>& piece) {
+  ScopedFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (fd.get() < 0) RaiseErrno("Cannot open", path);
+  std::vector<char> buffer(kPieceSize);
+  for (;;) {
+    const ssize_t n = read(fd.get(), buffer.data(), buffer.size());
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) RaiseErrno("Cannot read", path);
+    if (n == 0) break;
+    piece(buffer.data(), static_cast<std::size_t>(n));
+  }
+}
+
+void RenameFile(const std::string& from, const std::string& to) {
+  if (std::rename(from.c_str(), to.c_str()) != 0) RaiseErrno("Cannot rename to '" + to + "'", from);
+}
+
+void RemoveFile(const std::string& path) {
+  if (unlink(path.c_str()) != 0 && errno != ENOENT) RaiseErrno("Cannot remove", path);
 }
 
 }  // namespace rotalis::platform

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <vector>
 
 #include "platform/Exception.h"
 #include "platform/Paths.h"
@@ -11,6 +12,9 @@
 
 namespace rotalis::platform {
 namespace {
+
+// Reads of a large file go in pieces of this size.
+constexpr DWORD kPieceSize = 256 * 1024;
 
 [[noreturn]] void RaiseFor(const std::string& what, const std::string& path, DWORD error) {
   throw Exception(what + " '" + path + "': " + WindowsErrorMessage(error));
@@ -190,6 +194,42 @@ void WriteFileBytes(const std::string& path, std::string_view bytes) {
     DeleteFileW(wideTemporary.c_str());
     RaiseFor("Cannot replace", target, error);
   }
+}
+
+std::uint64_t FileSize(const std::string& path) {
+  WIN32_FILE_ATTRIBUTE_DATA data{};
+  if (!GetFileAttributesExW(WideFromUtf8(path).c_str(), GetFileExInfoStandard, &data))
+    RaiseLastFor("Cannot read the size of", path);
+  return (static_cast<std::uint64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
+}
+
+void ReadFilePieces(const std::string& path,
+                    const std::function<void(const char* data, std::size_t size)>& piece) {
+  ScopedHandle file(CreateFileW(WideFromUtf8(path).c_str(), GENERIC_READ,
+                                FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                OPEN_EXISTING, FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+  if (!file.valid()) RaiseLastFor("Cannot open", path);
+  std::vector<char> buffer(kPieceSize);
+  for (;;) {
+    DWORD n = 0;
+    if (!ReadFile(file.get(), buffer.data(), kPieceSize, &n, nullptr))
+      RaiseLastFor("Cannot read", path);
+    if (n == 0) break;
+    piece(buffer.data(), n);
+  }
+}
+
+void RenameFile(const std::string& from, const std::string& to) {
+  if (!MoveFileExW(WideFromUtf8(from).c_str(), WideFromUtf8(to).c_str(),
+                   MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+    RaiseLastFor("Cannot rename to '" + to + "'", from);
+}
+
+void RemoveFile(const std::string& path) {
+  if (DeleteFileW(WideFromUtf8(path).c_str())) return;
+  const DWORD error = GetLastError();
+  if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) return;
+  RaiseFor("Cannot remove", path, error);
 }
 
 }  // namespace rotalis::platform

@@ -1,7 +1,6 @@
 #include "update/CachedInstallerCheck.h"
 
 #include "platform/Exception.h"
-#include "platform/FileOperations.h"
 #include "platform/FileSystem.h"
 #include "update/InstallerVerification.h"
 

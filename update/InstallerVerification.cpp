@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "platform/Exception.h"
-#include "platform/FileOperations.h"
 #include "platform/FileSystem.h"
 #include "update/SignatureFile.h"
 

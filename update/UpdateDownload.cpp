@@ -32,6 +32,11 @@ std::string InstallerFolder(const std::string& applicationFolder) {
       platform::ResolveIgnoringCase(applicationFolder, kInstallerFolderName));
 }
 
+std::string InstallerUrl(const std::string& base, const std::string& editionKey,
+                         const std::string& fileName) {
+  return base + "/download/" + net::UrlEncode(editionKey) + "/" + net::UrlEncode(fileName);
+}
+
 bool IsSinglePathElement(const std::string& name) {
   if (name.find_first_of(std::string("/\\\0", 3)) != std::string::npos) return false;
   if (name == "." || name == "..") return false;
@@ -45,7 +50,7 @@ void DownloadUpdateFile(ui::Application& app, const std::string& base,
     if (!IsSinglePathElement(fileName))
       throw Exception("Nome de arquivo inválido na lista de atualizações: '" + fileName + "'");
     net::HttpRequest request;
-    request.url = base + "/download/" + net::UrlEncode(editionKey) + "/" + net::UrlEncode(fileName);
+    request.url = InstallerUrl(base, editionKey, fileName);
     request.acceptEncoding = "gzip, deflate";
     DownloadProgress throttle(app, progress);
     request.onProgress = [&throttle](std::uint64_t received, std::uint64_t total) {

@@ -17,7 +17,12 @@ std::string InstallerFolder(const std::string& applicationFolder);
 // name from the server could make the download write outside the cache.
 bool IsSinglePathElement(const std::string& name);
 
-// Downloads base + "/download/" + key + "/" + name (both path-encoded) into
+// base + "/download/" + key + "/" + name, both path-encoded: where the update
+// server keeps one file of an edition.
+std::string InstallerUrl(const std::string& base, const std::string& editionKey,
+                         const std::string& fileName);
+
+// Downloads InstallerUrl(base, key, name) into
 // destinationFolder + name with a client of its own that accepts gzip and
 // deflate and stores the decoded bytes, so the file is the installer as the
 // server holds it. The status is not examined: an error page is stored as

@@ -5,9 +5,7 @@
 #include <optional>
 
 #include "net/HttpTransport.h"
-#include "net/RequestUrl.h"
 #include "platform/Exception.h"
-#include "platform/FileOperations.h"
 #include "platform/FileSystem.h"
 #include "platform/OutputFile.h"
 #include "platform/Paths.h"
@@ -157,8 +155,7 @@ void DownloadVerifiedUpdateFile(ui::Application& app, const std::string& base,
   try {
     if (!IsSinglePathElement(fileName))
       throw Exception("Nome de arquivo inválido na lista de atualizações: '" + fileName + "'");
-    const std::string url =
-        base + "/download/" + net::UrlEncode(editionKey) + "/" + net::UrlEncode(fileName);
+    const std::string url = InstallerUrl(base, editionKey, fileName);
     platform::CreateDirectories(platform::FolderOf(localPath));
 
     // First, so that an installer nobody signed is not even fetched.
