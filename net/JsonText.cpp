@@ -11,16 +11,24 @@ const Json* Find(const Json& value, const std::string& path) {
 
 const Json& Require(const Json& value, const std::string& path) {
   const Json* found = Find(value, path);
-  if (found == nullptr) throw JsonValueNotFound("Value '" + path + "' not found");
+  if (found == nullptr) RaiseValueNotFound(path);
   return *found;
 }
 
 [[noreturn]] void Refuse(const Json& found, const std::string& path, const char* type) {
-  throw JsonConversionError("Conversion from JSON " + std::string(found.type_name()) + " to " +
-                            type + " is not supported (value '" + path + "')");
+  RaiseConversionError(found.type_name(), path, type);
 }
 
 }  // namespace
+
+void RaiseValueNotFound(const std::string& path) {
+  throw JsonValueNotFound("Value '" + path + "' not found");
+}
+
+void RaiseConversionError(const char* found, const std::string& path, const char* type) {
+  throw JsonConversionError("Conversion from JSON " + std::string(found) + " to " + type +
+                            " is not supported (value '" + path + "')");
+}
 
 Json ExtractJsonObject(const std::string& text) {
   std::string work = text;
@@ -60,12 +68,14 @@ Json ExtractJsonObject(const std::string& text) {
 template <>
 int GetValue<int>(const Json& value, const std::string& path) {
   const Json& found = Require(value, path);
-  if (found.is_number_integer()) {
-    const auto number = found.get<std::int64_t>();
-    if (number >= INT32_MIN && number <= INT32_MAX) return static_cast<int>(number);
-  } else if (found.is_number_unsigned()) {
+  // Unsigned first: the library counts unsigned numbers as integers too, and
+  // read as signed, 18446744073709551615 would pass for -1.
+  if (found.is_number_unsigned()) {
     const auto number = found.get<std::uint64_t>();
     if (number <= INT32_MAX) return static_cast<int>(number);
+  } else if (found.is_number_integer()) {
+    const auto number = found.get<std::int64_t>();
+    if (number >= INT32_MIN && number <= INT32_MAX) return static_cast<int>(number);
   }
   Refuse(found, path, "Integer");
 }

@@ -34,6 +34,13 @@ class JsonConversionError : public Exception {
   using Exception::Exception;
 };
 
+// The getters' errors, for values read from another form of the same JSON.
+[[noreturn]] void RaiseValueNotFound(const std::string& path);
+// `found` is the JSON kind met ("null", "string", "number", ...), `type` the
+// one asked for ("Integer", "Double", "string", "array").
+[[noreturn]] void RaiseConversionError(const char* found, const std::string& path,
+                                       const char* type);
+
 // The path is a member name of the object given (no dots, no indexes).
 // Conversions: a JSON integer to int (refused outside 32 bits); any JSON number
 // to double; a JSON string to string, and a JSON null to the empty string (the

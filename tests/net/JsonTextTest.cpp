@@ -101,6 +101,9 @@ TEST_F(Getters, MissingAndMismatchedValuesNameWhatWentWrong) {
             "conversion: Conversion from JSON number to string is not supported (value 'qtd')");
   EXPECT_THROW(GetArray(value, "obj"), JsonConversionError);
   EXPECT_THROW(GetValue<int>(Json::parse("[1]"), "qtd"), JsonValueNotFound);
+  // The largest unsigned number is no -1.
+  EXPECT_THROW(GetValue<int>(Json::parse(R"({"n":18446744073709551615})"), "n"),
+               JsonConversionError);
 }
 
 TEST_F(Getters, TryGetValueNeverRaises) {
