@@ -30,35 +30,55 @@ std::string Latin1ToUtf8(const std::string& bytes) {
   return out;
 }
 
+// The length of the well-formed UTF-8 sequence at `i`; 0 when it is malformed.
+std::size_t WellFormedLength(const std::string& bytes, std::size_t i) {
+  const auto continuation = [&bytes](std::size_t at) {
+    return at < bytes.size() && (static_cast<unsigned char>(bytes[at]) & 0xC0) == 0x80;
+  };
+  const auto lead = static_cast<unsigned char>(bytes[i]);
+  std::size_t length = 0;
+  char32_t cp = 0;
+  if (lead < 0x80) {
+    return 1;
+  } else if (lead >= 0xC2 && lead <= 0xDF) {
+    length = 2, cp = lead & 0x1F;
+  } else if (lead >= 0xE0 && lead <= 0xEF) {
+    length = 3, cp = lead & 0x0F;
+  } else if (lead >= 0xF0 && lead <= 0xF4) {
+    length = 4, cp = lead & 0x07;
+  } else {
+    return 0;
+  }
+  for (std::size_t k = 1; k < length; ++k) {
+    if (!continuation(i + k)) return 0;
+    cp = (cp << 6) | (static_cast<unsigned char>(bytes[i + k]) & 0x3F);
+  }
+  const char32_t minimum = length == 3 ? 0x800 : length == 4 ? 0x10000 : 0;
+  if (cp < minimum || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return 0;
+  return length;
+}
+
+bool WellFormedUtf8(const std::string& bytes) {
+  for (std::size_t i = 0; i < bytes.size();) {
+    const std::size_t length = WellFormedLength(bytes, i);
+    if (length == 0) return false;
+    i += length;
+  }
+  return true;
+}
+
+bool Ascii(const std::string& bytes) {
+  return std::ranges::all_of(bytes, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
 // Copies well-formed sequences and replaces each malformed one by U+FFFD, so
 // the text handed on is always valid UTF-8.
 std::string SanitiseUtf8(const std::string& bytes) {
   std::string out;
   out.reserve(bytes.size());
-  const auto continuation = [&bytes](std::size_t at) {
-    return at < bytes.size() && (static_cast<unsigned char>(bytes[at]) & 0xC0) == 0x80;
-  };
   for (std::size_t i = 0; i < bytes.size();) {
-    const auto lead = static_cast<unsigned char>(bytes[i]);
-    std::size_t length = 0;
-    char32_t cp = 0;
-    if (lead < 0x80) {
-      length = 1, cp = lead;
-    } else if (lead >= 0xC2 && lead <= 0xDF) {
-      length = 2, cp = lead & 0x1F;
-    } else if (lead >= 0xE0 && lead <= 0xEF) {
-      length = 3, cp = lead & 0x0F;
-    } else if (lead >= 0xF0 && lead <= 0xF4) {
-      length = 4, cp = lead & 0x07;
-    }
-    bool valid = length > 0;
-    for (std::size_t k = 1; valid && k < length; ++k) {
-      valid = continuation(i + k);
-      if (valid) cp = (cp << 6) | (static_cast<unsigned char>(bytes[i + k]) & 0x3F);
-    }
-    const char32_t minimum = length == 3 ? 0x800 : length == 4 ? 0x10000 : 0;
-    if (valid && (cp < minimum || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF))) valid = false;
-    if (valid) {
+    const std::size_t length = WellFormedLength(bytes, i);
+    if (length > 0) {
       out.append(bytes, i, length);
       i += length;
     } else {
@@ -69,11 +89,17 @@ std::string SanitiseUtf8(const std::string& bytes) {
   return out;
 }
 
+bool Latin1Charset(const std::string& charset) {
+  return charset == "iso-8859-1" || charset == "latin1" || charset == "iso8859-1";
+}
+
+bool Windows1252Charset(const std::string& charset) {
+  return charset == "windows-1252" || charset == "cp1252";
+}
+
 std::string Decode(const std::string& bytes, const std::string& charset) {
-  if (charset == "iso-8859-1" || charset == "latin1" || charset == "iso8859-1") {
-    return Latin1ToUtf8(bytes);
-  }
-  if (charset == "windows-1252" || charset == "cp1252") return Windows1252ToUtf8(bytes);
+  if (Latin1Charset(charset)) return Latin1ToUtf8(bytes);
+  if (Windows1252Charset(charset)) return Windows1252ToUtf8(bytes);
   return SanitiseUtf8(bytes);
 }
 
@@ -125,18 +151,39 @@ std::string CharsetOf(const std::string& contentType) {
   }
 }
 
-std::optional<std::string> DecodeBody(const std::string& bytes, const std::string& contentType,
-                                      const std::string& fallbackCharset) {
-  const std::string charset = CharsetOf(contentType);
-  if (!charset.empty()) return Decode(bytes, charset);
+namespace {
+
+// The charset the body is read in; nothing when it is not to be decoded.
+std::optional<std::string> ChosenCharset(const std::string& contentType,
+                                         const std::string& fallbackCharset) {
+  std::string charset = CharsetOf(contentType);
+  if (!charset.empty()) return charset;
   const std::string mime = MimeTypeOf(contentType);
   const std::string fallback = platform::AsciiLowered(fallbackCharset);
   if (!fallback.empty() && fallback != "raw") {
     if (KnownBinary(mime)) return std::nullopt;
-    return Decode(bytes, fallback);
+    return fallback;
   }
-  if (KnownText(mime)) return Decode(bytes, "utf-8");
+  if (KnownText(mime)) return std::string("utf-8");
   return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<std::string> DecodeBody(const std::string& bytes, const std::string& contentType,
+                                      const std::string& fallbackCharset) {
+  const auto charset = ChosenCharset(contentType, fallbackCharset);
+  if (!charset) return std::nullopt;
+  return Decode(bytes, *charset);
+}
+
+bool DecodesToItself(const std::string& bytes, const std::string& contentType,
+                     const std::string& fallbackCharset) {
+  const auto charset = ChosenCharset(contentType, fallbackCharset);
+  if (!charset) return false;
+  // Both single-byte charsets map ASCII to itself and every other byte to two.
+  if (Latin1Charset(*charset) || Windows1252Charset(*charset)) return Ascii(bytes);
+  return WellFormedUtf8(bytes);
 }
 
 }  // namespace rotalis::net

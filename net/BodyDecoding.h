@@ -23,4 +23,10 @@ std::string MimeTypeOf(const std::string& contentType);
 std::optional<std::string> DecodeBody(const std::string& bytes, const std::string& contentType,
                                       const std::string& fallbackCharset);
 
+// True when DecodeBody would give the bytes back unchanged (UTF-8 that is
+// already well-formed, or plain ASCII in any charset it knows), so that the
+// caller need not hold a copy. Allocates nothing.
+bool DecodesToItself(const std::string& bytes, const std::string& contentType,
+                     const std::string& fallbackCharset);
+
 }  // namespace rotalis::net

@@ -101,11 +101,22 @@ size_t OnBody(char* data, size_t size, size_t count, void* user) {
   auto* transfer = static_cast<Transfer*>(user);
   const size_t bytes = size * count;
   transfer->lastActivity = Clock::now();
-  if (transfer->sink == nullptr) {
-    transfer->response->body.append(data, bytes);
-    return bytes;
-  }
   try {
+    if (transfer->sink == nullptr) {
+      std::string& body = transfer->response->body;
+      if (!transfer->lengthSent) {
+        // Reserved once at the announced size: a large answer grown by
+        // doubling stands in memory up to twice its size.
+        transfer->lengthSent = true;
+        curl_off_t length = -1;
+        curl_easy_getinfo(transfer->handle, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+        if (length > 0 && !FindHeader(transfer->response->headers, "Content-Encoding")) {
+          body.reserve(static_cast<std::size_t>(length));
+        }
+      }
+      body.append(data, bytes);
+      return bytes;
+    }
     if (!transfer->lengthSent) {
       transfer->lengthSent = true;
       long status = 0;

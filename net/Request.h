@@ -44,6 +44,10 @@ class IResponse {
   virtual ~IResponse() = default;
   // The body decoded to UTF-8 (see DecodeBody); empty when it was not decoded.
   virtual const std::string& Content() const = 0;
+  // Content() moved out, for a caller that holds the only reference and wants
+  // a large answer in memory once. Content() reads empty afterwards, and so
+  // does RawBytes() when the body needed no decoding.
+  virtual std::string TakeContent() = 0;
   virtual int StatusCode() const = 0;
   virtual const std::string& StatusText() const = 0;
   virtual const std::string& ContentType() const = 0;  // e.g. "text/html; charset=utf-8"

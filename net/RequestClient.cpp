@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <optional>
 #include <vector>
 
 #include "net/BodyDecoding.h"
@@ -32,9 +33,10 @@ struct Parameter {
 
 class TResponseClient : public IResponse {
  public:
-  TResponseClient(HttpResponse response, std::string content)
+  TResponseClient(HttpResponse response, std::optional<std::string> content)
       : response_(std::move(response)), content_(std::move(content)) {}
-  const std::string& Content() const override { return content_; }
+  const std::string& Content() const override { return content_ ? *content_ : response_.body; }
+  std::string TakeContent() override { return std::move(content_ ? *content_ : response_.body); }
   int StatusCode() const override { return response_.statusCode; }
   const std::string& StatusText() const override { return response_.statusText; }
   const std::string& ContentType() const override { return response_.contentType; }
@@ -43,7 +45,8 @@ class TResponseClient : public IResponse {
 
  private:
   HttpResponse response_;
-  std::string content_;
+  // Nothing while the body as delivered is already the text: it is not held twice.
+  std::optional<std::string> content_;
 };
 
 class TRequestClient : public IRequest {
@@ -158,6 +161,9 @@ class TRequestClient : public IRequest {
       response = transport_->Send(request);
     } catch (const HttpTransportError& error) {
       throw ERESTException(error.what());
+    }
+    if (DecodesToItself(response.body, response.contentType, kFallbackCharset)) {
+      return std::make_shared<TResponseClient>(std::move(response), std::nullopt);
     }
     std::string content =
         DecodeBody(response.body, response.contentType, kFallbackCharset).value_or(std::string());

@@ -130,6 +130,29 @@ TEST_F(RequestTest, BodiesAreDecodedToUtf8) {
   EXPECT_EQ(png->RawBytes(), std::string("\x89PNG\0\1", 6));
 }
 
+// A large answer is held once: taken out of the response, not copied. What
+// needed decoding still arrives decoded, and the bytes as delivered stay.
+TEST_F(RequestTest, TheTextIsTakenOutOfTheResponseDecodedAsItWouldBeRead) {
+  server->SetReply("/utf8", Reply(200, "S\xc3\xa3o", "application/json"));
+  // A surrogate and an overlong form are not UTF-8, however well-formed they look.
+  server->SetReply("/bad", Reply(200, "a\xed\xa0\x80\xc0\xafz", "text/plain", "utf-8"));
+  server->SetReply("/ascii", Reply(200, "plain", "text/plain", "iso-8859-1"));
+  server->SetReply("/latin", Reply(200, "\xe7", "text/plain", "iso-8859-1"));
+  const auto get = [](const std::string& path) {
+    return TRequest::New()->BaseURL(server->HttpBase() + path).Get();
+  };
+  auto utf8 = get("/utf8");
+  EXPECT_EQ(utf8->TakeContent(), "S\xc3\xa3o");
+  EXPECT_EQ(utf8->Content(), "");
+  auto bad = get("/bad");
+  EXPECT_EQ(bad->TakeContent(), "a\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbdz");
+  EXPECT_EQ(bad->RawBytes(), "a\xed\xa0\x80\xc0\xafz");
+  EXPECT_EQ(get("/ascii")->TakeContent(), "plain");
+  auto latin = get("/latin");
+  EXPECT_EQ(latin->TakeContent(), "\xc3\xa7");
+  EXPECT_EQ(latin->RawBytes(), "\xe7");
+}
+
 TEST_F(RequestTest, TransportFailuresRaiseRestException) {
   FixtureReply silent;
   silent.mode = FixtureReply::Mode::Silent;
