@@ -2,7 +2,6 @@
 
 #include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <limits>
 
 #include "platform/Exception.h"
@@ -84,9 +83,22 @@ std::string ShortDateToSql(const std::string& text) {
   if (!parsed || year < 1 || month < 1 || month > 12 || day < 1 || day > DaysInMonth(year, month)) {
     throw Exception("'" + text + "' is not a valid date");
   }
-  char buffer[40];  // room for any int, so that -O2 sees no truncation
-  std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d", year, month, day);
-  return buffer;
+  std::string sql;
+  sql.reserve(10);
+  AppendZeroPadded(sql, year, 4);
+  sql += '-';
+  AppendZeroPadded(sql, month, 2);
+  sql += '-';
+  AppendZeroPadded(sql, day, 2);
+  return sql;
+}
+
+void AppendZeroPadded(std::string& out, int value, int width) {
+  char digits[16];
+  char* end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+  const auto count = static_cast<int>(end - digits);
+  if (count < width) out.append(static_cast<std::size_t>(width - count), '0');
+  out.append(digits, end);
 }
 
 std::string SqlDateToShort(std::string_view text) {

@@ -29,6 +29,11 @@ bool ParseFloat(std::string_view text, double& value);
 // Parses a whole number that fits 64 bits; false otherwise.
 bool ParseInt64(std::string_view text, std::int64_t& value);
 
+// `value` (0 or more) in decimal, zero-padded to `width` digits. Dates are
+// written for every rule of an import: printf's formatting costs more than
+// the rest of a row's conversions together.
+void AppendZeroPadded(std::string& out, int value, int width);
+
 // "31/12/2026" (day and month may have one digit) -> "2026-12-31"; raises
 // "'<text>' is not a valid date" for anything that is not a calendar date.
 std::string ShortDateToSql(const std::string& text);

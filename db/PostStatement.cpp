@@ -5,46 +5,56 @@
 namespace rotalis::db {
 namespace {
 
-std::string TableName(const std::string& database, const std::string& table) {
-  const std::string name = TDbConnection::QuoteName(table);
-  return database.empty() ? name : TDbConnection::QuoteName(database) + "." + name;
-}
-
-std::string Literal(const std::optional<std::string>& value, const QuoteFunction& quote) {
-  return value ? quote(*value) : "NULL";
+void AppendValue(std::string& sql, const std::optional<std::string>& value,
+                 TDbConnection& connection) {
+  if (value) {
+    connection.AppendQuoted(sql, *value);
+  } else {
+    sql += "NULL";
+  }
 }
 
 }  // namespace
 
-std::string BuildInsert(const std::string& database, const std::string& table,
-                        const std::vector<ColumnValue>& assigned, const QuoteFunction& quote) {
-  std::string names, values;
-  for (const ColumnValue& column : assigned) {
-    if (!names.empty()) {
-      names += ", ";
-      values += ", ";
-    }
-    names += TDbConnection::QuoteName(column.name);
-    values += Literal(column.value, quote);
-  }
-  return "INSERT INTO " + TableName(database, table) + " (" + names + ") VALUES (" + values + ")";
-}
-
-std::string BuildUpdate(const std::string& database, const std::string& table,
-                        const std::vector<ColumnValue>& assigned,
-                        const std::vector<ColumnValue>& key, const QuoteFunction& quote) {
-  std::string sql = "UPDATE " + TableName(database, table) + " SET ";
+void BuildInsert(std::string& sql, std::string_view table, const std::vector<ColumnValue>& assigned,
+                 TDbConnection& connection) {
+  sql += "INSERT INTO ";
+  sql += table;
+  sql += " (";
   for (std::size_t i = 0; i < assigned.size(); ++i) {
     if (i > 0) sql += ", ";
-    sql += TDbConnection::QuoteName(assigned[i].name) + " = " + Literal(assigned[i].value, quote);
+    sql += assigned[i].name;
+  }
+  sql += ") VALUES (";
+  for (std::size_t i = 0; i < assigned.size(); ++i) {
+    if (i > 0) sql += ", ";
+    AppendValue(sql, *assigned[i].value, connection);
+  }
+  sql += ')';
+}
+
+void BuildUpdate(std::string& sql, std::string_view table, const std::vector<ColumnValue>& assigned,
+                 const std::vector<ColumnValue>& key, TDbConnection& connection) {
+  sql += "UPDATE ";
+  sql += table;
+  sql += " SET ";
+  for (std::size_t i = 0; i < assigned.size(); ++i) {
+    if (i > 0) sql += ", ";
+    sql += assigned[i].name;
+    sql += " = ";
+    AppendValue(sql, *assigned[i].value, connection);
   }
   sql += " WHERE ";
   for (std::size_t i = 0; i < key.size(); ++i) {
     if (i > 0) sql += " AND ";
-    sql += TDbConnection::QuoteName(key[i].name);
-    sql += key[i].value ? " = " + quote(*key[i].value) : " IS NULL";
+    sql += key[i].name;
+    if (*key[i].value) {
+      sql += " = ";
+      connection.AppendQuoted(sql, **key[i].value);
+    } else {
+      sql += " IS NULL";
+    }
   }
-  return sql;
 }
 
 }  // namespace rotalis::db

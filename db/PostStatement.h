@@ -1,29 +1,31 @@
 #pragma once
-// Builds the INSERT or UPDATE that posting a row sends. Values arrive already
-// quoted as literals (by the session's escaping); names are quoted here.
+// Builds the INSERT or UPDATE that posting a row sends, appended to one text
+// that the query keeps from row to row. Names arrive quoted (once per result
+// set); values are quoted here, by the session's escaping (which may
+// connect it), straight into the text.
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+namespace rotalis {
+class TDbConnection;
+}
+
 namespace rotalis::db {
 
 struct ColumnValue {
-  std::string name;
-  std::optional<std::string> value;  // nullopt: SQL NULL
+  std::string_view name;                    // a quoted identifier
+  const std::optional<std::string>* value;  // nullopt: SQL NULL
 };
 
-using QuoteFunction = std::function<std::string(std::string_view)>;
-
 // INSERT INTO `db`.`table` (`a`, `b`) VALUES ('1', NULL)
-std::string BuildInsert(const std::string& database, const std::string& table,
-                        const std::vector<ColumnValue>& assigned, const QuoteFunction& quote);
+void BuildInsert(std::string& sql, std::string_view table, const std::vector<ColumnValue>& assigned,
+                 TDbConnection& connection);
 
 // UPDATE `db`.`table` SET `a` = '1' WHERE `key` = 'old' [AND ...]
-std::string BuildUpdate(const std::string& database, const std::string& table,
-                        const std::vector<ColumnValue>& assigned,
-                        const std::vector<ColumnValue>& key, const QuoteFunction& quote);
+void BuildUpdate(std::string& sql, std::string_view table, const std::vector<ColumnValue>& assigned,
+                 const std::vector<ColumnValue>& key, TDbConnection& connection);
 
 }  // namespace rotalis::db

@@ -2,6 +2,7 @@
 
 #include <mysql.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace rotalis::db {
@@ -52,37 +53,38 @@ RowValues RowSet::Row(std::size_t row) const {
   return values;
 }
 
-RowSet::RowRef RowSet::Own(RowValues values) {
-  values.resize(columnCount_);
-  OwnedRow& owned = owned_.emplace_back();
+RowSet::RowRef RowSet::Own(const RowValues& values) {
+  // Cells the values do not reach are NULL.
+  const std::size_t given = std::min(values.size(), columnCount_);
   std::size_t total = 0;
-  for (const auto& value : values)
-    if (value) total += value->size();
-  // Reserved whole, so that the cells' addresses stay put.
-  owned.bytes.reserve(total);
-  for (const auto& value : values)
-    if (value) owned.bytes += *value;
-  owned.cells.resize(columnCount_);
-  owned.lengths.resize(columnCount_);
-  std::size_t offset = 0;
+  for (std::size_t c = 0; c < given; ++c)
+    if (values[c]) total += values[c]->size();
+  const std::size_t pointers = columnCount_ * sizeof(const char*);
+  const std::size_t lengths = columnCount_ * sizeof(std::uint32_t);
+  OwnedRow& block = owned_.emplace_back(new char[pointers + lengths + total]);
+  auto* cells = reinterpret_cast<const char**>(block.get());
+  auto* sizes = reinterpret_cast<std::uint32_t*>(block.get() + pointers);
+  char* bytes = block.get() + pointers + lengths;
   for (std::size_t c = 0; c < columnCount_; ++c) {
-    if (!values[c]) continue;
-    owned.cells[c] = owned.bytes.data() + offset;
-    owned.lengths[c] = static_cast<std::uint32_t>(values[c]->size());
-    offset += values[c]->size();
+    cells[c] = nullptr;
+    sizes[c] = 0;
+    if (c >= given || !values[c]) continue;
+    cells[c] = bytes;
+    sizes[c] = static_cast<std::uint32_t>(values[c]->size());
+    bytes = std::copy(values[c]->begin(), values[c]->end(), bytes);
   }
-  return {owned.cells.data(), owned.lengths.data()};
+  return {cells, sizes};
 }
 
-void RowSet::ReplaceRow(std::size_t row, RowValues values) {
+void RowSet::ReplaceRow(std::size_t row, const RowValues& values) {
   // The cells the row had stay where they are until Clear.
   const RowRef before = rows_.at(row);
-  rows_.at(row) = Own(std::move(values));
+  rows_.at(row) = Own(values);
   IndexChanged(row, &before);
 }
 
-std::size_t RowSet::AppendRow(RowValues values) {
-  rows_.push_back(Own(std::move(values)));
+std::size_t RowSet::AppendRow(const RowValues& values) {
+  rows_.push_back(Own(values));
   const std::size_t row = rows_.size() - 1;
   IndexChanged(row, nullptr);
   return row;

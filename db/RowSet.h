@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -30,8 +31,9 @@ class RowSet {
   std::optional<std::string_view> Value(std::size_t row, std::size_t column) const;
   RowValues Row(std::size_t row) const;
 
-  void ReplaceRow(std::size_t row, RowValues values);
-  std::size_t AppendRow(RowValues values);
+  // Both copy the values: the caller's buffer keeps its room for the next row.
+  void ReplaceRow(std::size_t row, const RowValues& values);
+  std::size_t AppendRow(const RowValues& values);
 
   // The first row whose column holds exactly this value (byte comparison).
   std::optional<std::size_t> Find(std::size_t column, std::string_view value);
@@ -41,16 +43,12 @@ class RowSet {
     const char* const* cells;
     const std::uint32_t* lengths;
   };
-  // A row written after the result set was read: its cells side by side in
-  // one buffer, a few allocations per row rather than one per cell.
-  struct OwnedRow {
-    std::string bytes;
-    std::vector<const char*> cells;
-    std::vector<std::uint32_t> lengths;
-  };
+  // A row written after the result set was read lives in one block of its
+  // own: the cell pointers, their lengths, then the cells' bytes side by side.
+  using OwnedRow = std::unique_ptr<char[]>;
   using Index = std::unordered_map<std::string, std::size_t>;
 
-  RowRef Own(RowValues values);
+  RowRef Own(const RowValues& values);
   static std::optional<std::string_view> CellOf(const RowRef& row, std::size_t column);
   // Keeps the indexes right after `row` changed from `before` (null: a new row).
   void IndexChanged(std::size_t row, const RowRef* before);

@@ -33,17 +33,22 @@ std::string Trimmed(const std::string& text) {
 TDbConnection::TDbConnection() = default;
 TDbConnection::~TDbConnection() = default;
 
+void TDbConnection::Disconnect() {
+  handle_.reset();
+  pending_ = false;
+}
+
 void TDbConnection::SetProviderName(const std::string& name) { providerName_ = Trimmed(name); }
 
 void TDbConnection::SetServer(const std::string& server) {
   if (server == server_) return;
-  handle_.reset();
+  Disconnect();
   server_ = server;
 }
 
 void TDbConnection::SetPort(std::int32_t port) {
   if (port == port_) return;
-  handle_.reset();
+  Disconnect();
   port_ = port;
 }
 
@@ -51,13 +56,13 @@ void TDbConnection::SetDatabase(const std::string& database) { database_ = Trimm
 
 void TDbConnection::SetUsername(const std::string& username) {
   if (username == username_) return;
-  handle_.reset();
+  Disconnect();
   username_ = username;
 }
 
 void TDbConnection::SetPassword(const std::string& password) {
   if (password == password_) return;
-  handle_.reset();
+  Disconnect();
   password_ = password;
 }
 
@@ -65,7 +70,7 @@ void TDbConnection::SetConnected(bool connected) {
   if (connected) {
     Connect();
   } else {
-    handle_.reset();
+    Disconnect();
   }
 }
 
@@ -98,8 +103,21 @@ void TDbConnection::Connect() {
 }
 
 db::MySqlResult TDbConnection::Execute(const std::string& sql) {
+  Send(sql);
+  return Finish();
+}
+
+void TDbConnection::Send(const std::string& sql) {
+  if (pending_) throw EDatabaseError("Commands out of sync; you can't run this command now");
   Connect();
-  if (mysql_real_query(handle_.get(), sql.data(), sql.size()) != 0) RaiseLastError();
+  if (mysql_send_query(handle_.get(), sql.data(), sql.size()) != 0) RaiseLastError();
+  pending_ = true;
+}
+
+db::MySqlResult TDbConnection::Finish() {
+  if (!pending_) throw EDatabaseError("Commands out of sync; you can't run this command now");
+  pending_ = false;
+  if (mysql_read_query_result(handle_.get()) != 0) RaiseLastError();
   db::MySqlResult result(mysql_store_result(handle_.get()));
   if (!result && mysql_field_count(handle_.get()) != 0) RaiseLastError();
   affectedRows_ = result ? 0 : mysql_affected_rows(handle_.get());
@@ -108,16 +126,30 @@ db::MySqlResult TDbConnection::Execute(const std::string& sql) {
 }
 
 std::string TDbConnection::QuoteValue(std::string_view value) {
-  Connect();
-  const std::string text = FitToWindows1252(value);
-  std::string quoted(text.size() * 2 + 3, '\0');
-  quoted[0] = '\'';
-  const unsigned long length =
-      mysql_real_escape_string(handle_.get(), quoted.data() + 1, text.data(), text.size());
-  if (length == static_cast<unsigned long>(-1)) RaiseLastError();
-  quoted.resize(length + 1);
-  quoted += '\'';
+  std::string quoted;
+  AppendQuoted(quoted, value);
   return quoted;
+}
+
+void TDbConnection::AppendQuoted(std::string& out, std::string_view value) {
+  Connect();
+  // Plain ASCII, which most values are, is within Windows-1252 as it stands.
+  std::string fitted;
+  if (std::ranges::any_of(value, [](char c) { return static_cast<unsigned char>(c) >= 0x80; })) {
+    fitted = FitToWindows1252(value);
+    value = fitted;
+  }
+  const std::size_t start = out.size();
+  out.resize(start + value.size() * 2 + 2);  // the escaped text and its terminating NUL
+  out[start] = '\'';
+  const unsigned long length =
+      mysql_real_escape_string(handle_.get(), out.data() + start + 1, value.data(), value.size());
+  if (length == static_cast<unsigned long>(-1)) {
+    out.resize(start);
+    RaiseLastError();
+  }
+  out.resize(start + 1 + length);
+  out += '\'';
 }
 
 std::string TDbConnection::QuoteName(std::string_view name) {
@@ -135,7 +167,7 @@ void TDbConnection::RaiseLastError() {
   EDatabaseError error(mysql_error(handle_.get()));
   // A session that is gone stays gone; the next statement reconnects.
   if (code == CR_SERVER_LOST || code == CR_SERVER_GONE_ERROR || code == ER_CONNECTION_KILLED) {
-    handle_.reset();
+    Disconnect();
   }
   throw error;
 }

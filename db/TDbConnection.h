@@ -49,6 +49,12 @@ class TDbConnection {
   // Runs one statement, connecting first when needed. Returns its result set
   // (all rows fetched), or null for a statement without one.
   db::MySqlResult Execute(const std::string& sql);
+  // Execute in two halves, so that the program can work while the server
+  // does: Send hands the statement over, Finish waits for its outcome. Between
+  // them no other statement can be sent.
+  void Send(const std::string& sql);
+  db::MySqlResult Finish();
+  bool Pending() const { return pending_; }
   // Rows the last statement matched (UPDATE counts matched, not changed, rows).
   std::uint64_t AffectedRows() const { return affectedRows_; }
   std::uint64_t LastInsertId() const { return lastInsertId_; }
@@ -56,11 +62,14 @@ class TDbConnection {
   // represent turned into "?", escaped by the client library for the
   // session's character set and SQL mode, in single quotes. Connects first.
   std::string QuoteValue(std::string_view value);
+  // QuoteValue appended to `out`.
+  void AppendQuoted(std::string& out, std::string_view value);
   // The name as a quoted identifier.
   static std::string QuoteName(std::string_view name);
 
  private:
   [[noreturn]] void RaiseLastError();
+  void Disconnect();
 
   std::string providerName_;
   std::string server_;
@@ -69,6 +78,7 @@ class TDbConnection {
   std::string username_;
   std::string password_;
   db::MySqlHandle handle_;
+  bool pending_ = false;
   std::uint64_t affectedRows_ = 0;
   std::uint64_t lastInsertId_ = 0;
 };

@@ -76,7 +76,21 @@ std::string Text(const char* text, unsigned int length) {
 
 TDbQuery::TDbQuery() = default;
 TDbQuery::TDbQuery(TDbConnection& connection) : connection_(&connection) {}
-TDbQuery::~TDbQuery() = default;
+TDbQuery::~TDbQuery() { AbandonPost(); }
+
+void TDbQuery::AbandonPost() noexcept {
+  if (!posting_) return;
+  posting_ = false;
+  try {
+    if (connection_->Pending()) connection_->Finish();
+  } catch (const std::exception&) {
+    // The row is not written; whoever abandoned it is already failing.
+  }
+}
+
+void TDbQuery::RequireNotPosting(const char* operation) const {
+  if (posting_) throw Exception(std::string("Cannot ") + operation + ": a row is being posted");
+}
 
 TDbConnection& TDbQuery::RequireConnection() {
   if (connection_ == nullptr) throw Exception("The query has no connection");
@@ -84,6 +98,7 @@ TDbConnection& TDbQuery::RequireConnection() {
 }
 
 void TDbQuery::RequireBrowsing(const char* operation) const {
+  RequireNotPosting(operation);
   if (state_ == State::Inactive) {
     throw Exception(std::string("Cannot ") + operation + ": the query is not open");
   }
@@ -113,6 +128,10 @@ void TDbQuery::ReadColumns(db::MySqlResult& result) {
     column.originalName = Text(field.org_name, field.org_name_length);
     column.table = Text(field.org_table, field.org_table_length);
     column.database = Text(field.db, field.db_length);
+    column.quotedName = TDbConnection::QuoteName(column.originalName);
+    column.quotedTable = TDbConnection::QuoteName(column.table);
+    if (!column.database.empty())
+      column.quotedTable = TDbConnection::QuoteName(column.database) + "." + column.quotedTable;
     column.primaryKey = (field.flags & PRI_KEY_FLAG) != 0;
     column.autoIncrement = (field.flags & AUTO_INCREMENT_FLAG) != 0;
     column.storage = StorageOf(field);
@@ -121,9 +140,14 @@ void TDbQuery::ReadColumns(db::MySqlResult& result) {
     fieldIndex_.emplace(platform::AsciiLowered(column.name), i);
     columns_.push_back(std::move(column));
   }
+  oneTable_ = !columns_.empty() && std::ranges::all_of(columns_, [this](const ColumnInfo& column) {
+    return !column.table.empty() && column.table == columns_.front().table &&
+           column.database == columns_.front().database;
+  });
 }
 
 void TDbQuery::Close() {
+  AbandonPost();
   rows_.Clear();
   columns_.clear();
   fields_.clear();
@@ -188,6 +212,7 @@ void TDbQuery::Append() {
 }
 
 void TDbQuery::Cancel() {
+  RequireNotPosting("cancel");
   if (state_ != State::Edit && state_ != State::Insert) return;
   buffer_.clear();
   assigned_.clear();
@@ -215,7 +240,7 @@ void TDbQuery::AdoptRow(db::RowValues values) {
   if (values.size() != columns_.size())
     throw Exception("Cannot adopt a row of " + std::to_string(values.size()) +
                     " columns into a result set of " + std::to_string(columns_.size()));
-  current_ = rows_.AppendRow(std::move(values));
+  current_ = rows_.AppendRow(values);
 }
 
 std::optional<std::string_view> TDbQuery::CellValue(std::size_t column) const {
@@ -228,7 +253,8 @@ std::optional<std::string_view> TDbQuery::CellValue(std::size_t column) const {
   return rows_.Value(*current_, column);
 }
 
-void TDbQuery::AssignCell(std::size_t column, std::optional<std::string> value) {
+void TDbQuery::AssignCell(std::size_t column, std::optional<std::string>&& value) {
+  if (posting_) RequireNotPosting(("modify field '" + columns_.at(column).name + "'").c_str());
   if (state_ != State::Edit && state_ != State::Insert) {
     throw Exception("Cannot modify field '" + columns_.at(column).name +
                     "': the query is not editing or appending a row");
@@ -237,57 +263,78 @@ void TDbQuery::AssignCell(std::size_t column, std::optional<std::string> value) 
   assigned_.at(column) = true;
 }
 
-std::string TDbQuery::PostTable(std::string& database) const {
-  std::string table;
+const TDbQuery::ColumnInfo* TDbQuery::PostTable() const {
+  const ColumnInfo* first = nullptr;
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     if (!assigned_[i] && !columns_[i].primaryKey) continue;
+    // The usual case, told once per result set rather than once per row.
+    if (oneTable_) return &columns_[i];
     const ColumnInfo& column = columns_[i];
     if (column.table.empty()) {
       throw Exception("Cannot post: column '" + column.name + "' does not belong to a table");
     }
-    if (table.empty()) {
-      table = column.table;
-      database = column.database;
-    } else if (column.table != table || column.database != database) {
+    if (first == nullptr) {
+      first = &column;
+    } else if (column.table != first->table || column.database != first->database) {
       throw Exception("Cannot post: the columns come from more than one table");
     }
   }
-  return table;
+  return first;
 }
 
 void TDbQuery::Post() {
+  SendPost();
+  CompletePost();
+}
+
+void TDbQuery::SendPost() {
+  RequireNotPosting("post");
   if (state_ != State::Edit && state_ != State::Insert) {
     throw Exception("Cannot post: the query is not editing or appending a row");
   }
   TDbConnection& connection = RequireConnection();
-  std::vector<db::ColumnValue> assigned, key;
+  // Kept from row to row: a large import builds its statements without
+  // allocating anew each time.
+  post_.assigned.clear();
+  post_.key.clear();
+  post_.keyValues.clear();
+  post_.keyValues.reserve(columns_.size());  // post_.key points into it
+  post_.sql.clear();
   for (std::size_t i = 0; i < columns_.size(); ++i) {
-    if (assigned_[i]) assigned.push_back({columns_[i].originalName, buffer_[i]});
+    if (assigned_[i]) post_.assigned.push_back({columns_[i].quotedName, &buffer_[i]});
     if (columns_[i].primaryKey && state_ == State::Edit) {
       // The row is identified by the key it had when it was read.
       const auto original = rows_.Value(*current_, i);
-      key.push_back({columns_[i].originalName,
-                     original ? std::optional<std::string>(*original) : std::nullopt});
+      post_.keyValues.push_back(original ? std::optional<std::string>(*original) : std::nullopt);
+      post_.key.push_back({columns_[i].quotedName, &post_.keyValues.back()});
     }
   }
-  if (state_ == State::Edit && assigned.empty()) {
+  if (state_ == State::Edit && post_.assigned.empty()) {
     Cancel();
     return;
   }
-  std::string database;
-  const std::string table = PostTable(database);
-  if (table.empty()) throw Exception("Cannot post: no column of the row belongs to a table");
-  const db::QuoteFunction quote = [&connection](std::string_view value) {
-    return connection.QuoteValue(value);
-  };
-  if (state_ == State::Edit && key.empty()) {
-    throw Exception("Cannot post: the result set holds no primary-key column of table '" + table +
-                    "'");
+  const ColumnInfo* table = PostTable();
+  if (table == nullptr) throw Exception("Cannot post: no column of the row belongs to a table");
+  if (state_ == State::Edit && post_.key.empty()) {
+    throw Exception("Cannot post: the result set holds no primary-key column of table '" +
+                    table->table + "'");
   }
-  const std::string sql = state_ == State::Insert
-                              ? db::BuildInsert(database, table, assigned, quote)
-                              : db::BuildUpdate(database, table, assigned, key, quote);
-  connection.Execute(sql);
+  if (state_ == State::Insert) {
+    db::BuildInsert(post_.sql, table->quotedTable, post_.assigned, connection);
+  } else {
+    db::BuildUpdate(post_.sql, table->quotedTable, post_.assigned, post_.key, connection);
+  }
+  connection.Send(post_.sql);
+  posting_ = true;
+}
+
+void TDbQuery::CompletePost() {
+  // An edit that assigned nothing was cancelled without a statement.
+  if (!posting_ && state_ == State::Browse) return;
+  if (!posting_) throw Exception("Cannot complete a post: none was sent");
+  posting_ = false;
+  TDbConnection& connection = RequireConnection();
+  connection.Finish();
   rowsAffected_ = connection.AffectedRows();
   if (rowsAffected_ != 1) {
     throw EDatabaseError("Update failed. Found " + std::to_string(rowsAffected_) + " records");
@@ -298,9 +345,9 @@ void TDbQuery::Post() {
         buffer_[i] = std::to_string(connection.LastInsertId());
       }
     }
-    current_ = rows_.AppendRow(std::move(buffer_));
+    current_ = rows_.AppendRow(buffer_);
   } else {
-    rows_.ReplaceRow(*current_, std::move(buffer_));
+    rows_.ReplaceRow(*current_, buffer_);
   }
   buffer_.clear();
   assigned_.clear();

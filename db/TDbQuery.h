@@ -18,6 +18,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "db/PostStatement.h"
 #include "db/RowSet.h"
 #include "db/StoredValue.h"
 #include "db/TField.h"
@@ -70,6 +71,15 @@ class TDbQuery {
   // Starts a new, empty row at the end of the result set.
   void Append();
   void Post();
+  // Post in two halves, so that the program can make its next row ready while
+  // the server writes this one: SendPost hands the statement to the server,
+  // CompletePost waits for it, checks it and puts the row into the result set
+  // (or raises, still editing, as Post does). Between the two the query takes
+  // no other call. A post that is sent and never completed is waited for when
+  // the query closes.
+  void SendPost();
+  void CompletePost();
+  bool Posting() const { return posting_; }
   // Drops the pending changes and returns to browsing.
   void Cancel();
   // True while editing when every assigned column would read back exactly
@@ -83,7 +93,7 @@ class TDbQuery {
 
   // --- used by TField ---
   std::optional<std::string_view> CellValue(std::size_t column) const;
-  void AssignCell(std::size_t column, std::optional<std::string> value);
+  void AssignCell(std::size_t column, std::optional<std::string>&& value);
 
  private:
   struct ColumnInfo {
@@ -91,6 +101,8 @@ class TDbQuery {
     std::string originalName;
     std::string table;
     std::string database;
+    std::string quotedName;   // as posted statements name it
+    std::string quotedTable;  // `database`.`table`
     bool primaryKey = false;
     bool autoIncrement = false;
     db::ColumnStorage storage;
@@ -98,8 +110,14 @@ class TDbQuery {
 
   TDbConnection& RequireConnection();
   void RequireBrowsing(const char* operation) const;
+  void RequireNotPosting(const char* operation) const;
+  // Waits out a post that was sent and never completed, so that the session
+  // can take its next statement; its outcome no longer matters to anyone.
+  void AbandonPost() noexcept;
   void ReadColumns(db::MySqlResult& result);
-  std::string PostTable(std::string& database) const;
+  // The first column the posted row names, which names its table; raises when
+  // the row's columns belong to no table or to several.
+  const ColumnInfo* PostTable() const;
 
   TDbConnection* connection_ = nullptr;
   TStringList sql_;
@@ -111,6 +129,13 @@ class TDbQuery {
   std::optional<std::size_t> current_;
   db::RowValues buffer_;
   std::vector<bool> assigned_;
+  bool posting_ = false;
+  bool oneTable_ = false;  // every column belongs to one and the same table
+  struct {
+    std::vector<db::ColumnValue> assigned, key;
+    std::vector<std::optional<std::string>> keyValues;
+    std::string sql;
+  } post_;
   std::uint64_t rowsAffected_ = 0;
 };
 

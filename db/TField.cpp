@@ -20,16 +20,18 @@ std::string TField::AsString() const {
   return kind_ == FieldKind::Date ? db::SqlDateToShort(*value) : std::string(*value);
 }
 
-void TField::SetAsString(const std::string& value) {
+void TField::SetAsString(const std::string& value) { Assign(CellForString(value)); }
+
+std::optional<std::string> TField::CellForString(std::string value) const {
   if (kind_ == FieldKind::Date) {
-    if (value.empty()) {
-      query_.AssignCell(index_, std::nullopt);
-    } else {
-      query_.AssignCell(index_, db::ShortDateToSql(value));
-    }
-    return;
+    if (value.empty()) return std::nullopt;
+    return db::ShortDateToSql(value);
   }
-  query_.AssignCell(index_, value);
+  return std::optional<std::string>(std::move(value));
+}
+
+void TField::Assign(std::optional<std::string>&& cell) {
+  query_.AssignCell(index_, std::move(cell));
 }
 
 std::int32_t TField::AsInteger() const {
@@ -44,7 +46,9 @@ std::int32_t TField::AsInteger() const {
   return StrToInt(std::string(*value));
 }
 
-void TField::SetAsInteger(std::int32_t value) { query_.AssignCell(index_, std::to_string(value)); }
+void TField::SetAsInteger(std::int32_t value) { Assign(CellForInteger(value)); }
+
+std::string TField::CellForInteger(std::int32_t value) const { return std::to_string(value); }
 
 double TField::AsFloat() const {
   const auto value = query_.CellValue(index_);
@@ -56,17 +60,18 @@ double TField::AsFloat() const {
   return number;
 }
 
-void TField::SetAsFloat(double value) {
+void TField::SetAsFloat(double value) { Assign(CellForFloat(value)); }
+
+std::string TField::CellForFloat(double value) const {
   if (kind_ == FieldKind::Integer) {
     // Integer columns take the rounded value rather than a fraction that strict
     // mode would reject.
     if (!std::isfinite(value) || std::fabs(value) >= 9.2e18) {
       throw Exception("Invalid floating point value");
     }
-    query_.AssignCell(index_, std::to_string(std::llround(value)));
-    return;
+    return std::to_string(std::llround(value));
   }
-  query_.AssignCell(index_, db::FormatFloat(value));
+  return db::FormatFloat(value);
 }
 
 void TField::Clear() { query_.AssignCell(index_, std::nullopt); }

@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace rotalis {
@@ -34,6 +35,14 @@ class TField {
   double AsFloat() const;
   void SetAsFloat(double value);
   void Clear();  // SQL NULL
+
+  // The cell each write above would store (nullopt: SQL NULL), worked out
+  // without storing it, with the same failures: a row can be made ready while
+  // the session is still busy with the one before. Assign stores such a cell.
+  std::optional<std::string> CellForString(std::string value) const;
+  std::string CellForInteger(std::int32_t value) const;
+  std::string CellForFloat(double value) const;
+  void Assign(std::optional<std::string>&& cell);
 
  private:
   TDbQuery& query_;
