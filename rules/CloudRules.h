@@ -7,13 +7,9 @@
 #include <vector>
 
 #include "config/Deployment.h"
-#include "net/JsonText.h"
-#include "rules/RuleRecord.h"
+#include "rules/RuleAnswer.h"
 
 namespace rotalis {
-
-// One RuleRecord per element: a JSON object of the cloud's rule members.
-using RuleList = std::vector<RuleRecord>;
 
 // The exact answer by which the service says it holds no rules for the company.
 inline constexpr const char* kNoRecordsFound = R"({"error":"No records found"})";
@@ -29,8 +25,9 @@ std::string FetchRulesByCnpj(const Deployment& deployment, const std::string& cn
 // holding one under `member` ("rows" when member is empty). Nothing when the
 // object has no "rows", or when the value found is no array at all. Raises
 // "JSON inválido" when the body is not JSON, and net::JsonValueNotFound when a
-// member that was named explicitly is missing. The elements are taken one by
-// one as the parser meets them: the whole answer is never a tree at once.
+// member that was named explicitly is missing, or net::JsonConversionError when
+// it is no array. The elements are taken one by one as the parser meets them:
+// the whole answer is never a tree.
 std::optional<RuleList> ExtractRuleList(const std::string& body, const std::string& member = "");
 
 }  // namespace rotalis

@@ -10,10 +10,10 @@
 // before here. "24:00" closes a day and means the next day's midnight.
 
 #include <cstdint>
-#include <cstdio>
 #include <optional>
 #include <string_view>
 
+#include "db/DbConvert.h"
 #include "platform/Exception.h"
 #include "platform/LocalTime.h"
 #include "rules/RuleSync.h"
@@ -195,8 +195,13 @@ std::string IsoDateToBrDate(const std::string& iso) {
   const auto date = DateOf(*parsed);
   // Four digits are all the short date format has room for.
   if (!date || date->year < 1 || date->year > 9999) throw Exception(kInvalidIsoDate);
-  char text[16];
-  std::snprintf(text, sizeof text, "%02d/%02d/%04d", date->day, date->month, date->year);
+  std::string text;
+  text.reserve(10);
+  db::AppendZeroPadded(text, date->day, 2);
+  text += '/';
+  db::AppendZeroPadded(text, date->month, 2);
+  text += '/';
+  db::AppendZeroPadded(text, date->year, 4);
   return text;
 }
 

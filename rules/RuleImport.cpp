@@ -1,7 +1,12 @@
 #include "rules/RuleImport.h"
 
 #include <array>
+#include <bit>
+#include <cstdint>
+#include <exception>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "db/DbError.h"
 #include "db/TDbConnection.h"
@@ -21,7 +26,6 @@ const char* const kRuleSelect =
 
 namespace {
 
-constexpr const char* kKeyMember = "classificacao_ibscbs";
 constexpr const char* kKeyColumn = "nrtcodigo";
 
 enum class Read {
@@ -33,7 +37,7 @@ enum class Read {
 };
 
 struct Assignment {
-  const char* member;
+  RuleMember member;
   const char* column;
   Read read;
 };
@@ -41,60 +45,137 @@ struct Assignment {
 // Everything after the key, in the order the columns are assigned. The record
 // carries no poverty-fund rate: that column takes the external ICMS rate.
 constexpr std::array<Assignment, 24> kAssignments = {{
-    {"regime_id", "crtcodigo", Read::Integer},
-    {"identificacao", "nrtidentificacao", Read::Text},
-    {"cfop_interno", "nrtcfop_interno", Read::Text},
-    {"icm_interno", "nrticm_interno", Read::Number},
-    {"cfop_externo", "nrtcfop_externo", Read::Text},
-    {"icm_externo", "nrticm_externo", Read::Number},
-    {"icm_externo", "nrtcombate_pobreza_aliquota", Read::Number},
-    {"reducao_base_aliquota", "nrtreducao_base_aliquota", Read::Number},
-    {"cst_icm_csosn", "cstcodigo", Read::Text},
-    {"cst_ipi", "csicodigo", Read::Text},
-    {"cst_pis", "cspcodigo", Read::Text},
-    {"pis_aliquota", "pis_aliquota", Read::Number},
-    {"cst_cofins", "csfcodigo", Read::Text},
-    {"cofins_aliquota", "cofins_aliquota", Read::Number},
-    {"classificacao_is", "nrtclassificacao_is", Read::Text},
-    {"cst_ibscbs", "nrtcstibscbs", Read::Text},
-    {"classificacao_cpresumido", "nrtclassificacao_cpresumido", Read::Text},
-    {"ibs_aliquota_estadual", "nrtibs_aliquota_estadual", Read::Number},
-    {"ibs_aliquota_municipal", "nrtibs_aliquota_municipal", Read::Number},
-    {"data_inicio", "nrtdata_inicio", Read::Date},
-    {"data_fim", "nrtdata_fim", Read::OptionalDate},
-    {"cbs_aliquota", "nrtcbs_aliquota", Read::Number},
-    {"reducao_cbs", "nrtreducao_cbs", Read::Number},
-    {"reducao_ibs", "nrtreducao_ibs", Read::Number},
+    {RuleMember::regime_id, "crtcodigo", Read::Integer},
+    {RuleMember::identificacao, "nrtidentificacao", Read::Text},
+    {RuleMember::cfop_interno, "nrtcfop_interno", Read::Text},
+    {RuleMember::icm_interno, "nrticm_interno", Read::Number},
+    {RuleMember::cfop_externo, "nrtcfop_externo", Read::Text},
+    {RuleMember::icm_externo, "nrticm_externo", Read::Number},
+    {RuleMember::icm_externo, "nrtcombate_pobreza_aliquota", Read::Number},
+    {RuleMember::reducao_base_aliquota, "nrtreducao_base_aliquota", Read::Number},
+    {RuleMember::cst_icm_csosn, "cstcodigo", Read::Text},
+    {RuleMember::cst_ipi, "csicodigo", Read::Text},
+    {RuleMember::cst_pis, "cspcodigo", Read::Text},
+    {RuleMember::pis_aliquota, "pis_aliquota", Read::Number},
+    {RuleMember::cst_cofins, "csfcodigo", Read::Text},
+    {RuleMember::cofins_aliquota, "cofins_aliquota", Read::Number},
+    {RuleMember::classificacao_is, "nrtclassificacao_is", Read::Text},
+    {RuleMember::cst_ibscbs, "nrtcstibscbs", Read::Text},
+    {RuleMember::classificacao_cpresumido, "nrtclassificacao_cpresumido", Read::Text},
+    {RuleMember::ibs_aliquota_estadual, "nrtibs_aliquota_estadual", Read::Number},
+    {RuleMember::ibs_aliquota_municipal, "nrtibs_aliquota_municipal", Read::Number},
+    {RuleMember::data_inicio, "nrtdata_inicio", Read::Date},
+    {RuleMember::data_fim, "nrtdata_fim", Read::OptionalDate},
+    {RuleMember::cbs_aliquota, "nrtcbs_aliquota", Read::Number},
+    {RuleMember::reducao_cbs, "nrtreducao_cbs", Read::Number},
+    {RuleMember::reducao_ibs, "nrtreducao_ibs", Read::Number},
 }};
 
-void Assign(TField& field, const net::Json& record, const Assignment& assignment) {
-  switch (assignment.read) {
-    case Read::Text:
-      field.SetAsString(net::GetValue<std::string>(record, assignment.member));
-      break;
-    case Read::Integer:
-      field.SetAsInteger(net::GetValue<int>(record, assignment.member));
-      break;
-    case Read::Number:
-      // Never through text: the column rounds the double to its three decimals.
-      field.SetAsFloat(net::GetValue<double>(record, assignment.member));
-      break;
-    case Read::Date:
-      field.SetAsString(IsoDateToBrDate(net::GetValue<std::string>(record, assignment.member)));
-      break;
-    case Read::OptionalDate: {
-      const std::string iso = net::GetValue<std::string>(record, assignment.member);
-      if (!iso.empty()) field.SetAsString(IsoDateToBrDate(iso));
-      break;
+// The fields of the rule query, looked up once: the fields stay put while the
+// query is open.
+struct RuleFields {
+  explicit RuleFields(TDbQuery& rules) : key(&rules.FieldByName(kKeyColumn)) {
+    for (std::size_t i = 0; i < kAssignments.size(); ++i)
+      assigned[i] = &rules.FieldByName(kAssignments[i].column);
+  }
+  TField* key;
+  std::array<TField*, kAssignments.size()> assigned{};
+};
+
+// What one assignment does to its column.
+struct Cell {
+  bool assigned = false;  // false: the column is left as it is
+  std::optional<std::string> value;
+};
+
+// The conversions of one import, column by column. The rules of one company
+// share most rates and dates, so the cell of the last number or date met in
+// each column is kept: a conversion runs once per change of value, not once
+// per rule.
+class CellConverter {
+ public:
+  explicit CellConverter(const RuleFields& fields) : fields_(fields) {}
+
+  Cell CellOf(std::size_t column, const RuleRecord& record) {
+    const Assignment& assignment = kAssignments[column];
+    const TField& field = *fields_.assigned[column];
+    Last& last = last_[column];
+    switch (assignment.read) {
+      case Read::Text:
+        return {true, field.CellForString(record.Text(assignment.member))};
+      case Read::Integer:
+        return {true, field.CellForInteger(record.Integer(assignment.member))};
+      case Read::Number: {
+        // Never through text: the column rounds the double to its three decimals.
+        const double number = record.Number(assignment.member);
+        const auto bits = std::bit_cast<std::uint64_t>(number);
+        if (!last.valid || last.bits != bits) last = {true, bits, {}, field.CellForFloat(number)};
+        return {true, last.value};
+      }
+      case Read::Date:
+      case Read::OptionalDate: {
+        std::string iso = record.Text(assignment.member);
+        if (iso.empty() && assignment.read == Read::OptionalDate) return {};
+        if (!last.valid || last.iso != iso) {
+          std::optional<std::string> value = field.CellForString(IsoDateToBrDate(iso));
+          last = {true, 0, std::move(iso), std::move(value)};
+        }
+        return {true, last.value};
+      }
+    }
+    return {};
+  }
+
+ private:
+  struct Last {
+    bool valid = false;
+    std::uint64_t bits = 0;  // of the number
+    std::string iso;         // the date as the record gave it
+    std::optional<std::string> value;
+  };
+
+  const RuleFields& fields_;
+  std::array<Last, kAssignments.size()> last_;
+};
+
+// One record turned into the cells its row receives, ready before the row is
+// located: the conversions run while the server writes the row before it. A
+// record that cannot be written keeps its error, raised when its turn comes,
+// so that the rows before it are written first.
+class PreparedRow {
+ public:
+  void Prepare(const RuleRecord& record, const RuleFields& fields,
+               CellConverter& converter) noexcept {
+    try {
+      error_ = nullptr;
+      code_ = record.Text(RuleMember::classificacao_ibscbs);
+      keyCell_ = fields.key->CellForString(code_);
+      for (std::size_t i = 0; i < kAssignments.size(); ++i) cells_[i] = converter.CellOf(i, record);
+    } catch (...) {
+      error_ = std::current_exception();
     }
   }
-}
 
-using FieldList = std::array<TField*, kAssignments.size()>;
+  // The record's key; raises the record's error first.
+  const std::string& Code() const {
+    if (error_) std::rethrow_exception(error_);
+    return code_;
+  }
 
-void AssignAll(const FieldList& fields, const net::Json& record) {
-  for (std::size_t i = 0; i < kAssignments.size(); ++i) Assign(*fields[i], record, kAssignments[i]);
-}
+  // Assigns the row being edited or appended; the cells are moved out.
+  void AssignTo(const RuleFields& fields, bool appended) {
+    if (appended) fields.key->Assign(std::move(keyCell_));
+    for (std::size_t i = 0; i < kAssignments.size(); ++i) {
+      if (cells_[i].assigned) fields.assigned[i]->Assign(std::move(cells_[i].value));
+    }
+  }
+
+ private:
+  std::exception_ptr error_;
+  std::string code_;
+  std::optional<std::string> keyCell_;
+  std::array<Cell, kAssignments.size()> cells_;
+};
 
 // After an INSERT met a row with its key: reads that row and, when it is one
 // that another session wrote after the row set was read, adds it to the row
@@ -118,43 +199,53 @@ bool AdoptRowWrittenMeanwhile(TDbQuery& rules, const std::string& code) {
   return true;
 }
 
+// Waits for the row sent last. An INSERT that meets a key another workstation
+// (one that did not wait for the import lock) inserted after the row set was
+// read updates that row instead.
+void CompleteRow(TDbQuery& rules, const RuleFields& fields, CellConverter& converter,
+                 const RuleRecord& record, const std::string& code, bool located) {
+  try {
+    rules.CompletePost();
+  } catch (const EDuplicateKey&) {
+    if (located) throw;
+    rules.Cancel();
+    if (!AdoptRowWrittenMeanwhile(rules, code)) throw;
+    PreparedRow again;
+    again.Prepare(record, fields, converter);
+    rules.Edit();
+    again.AssignTo(fields, /*appended=*/false);
+    rules.Post();
+  }
+}
+
 }  // namespace
 
 void ImportRules(TDbQuery& rules, const RuleList& list, UnchangedRows unchanged) {
-  // The fields stay put while the query is open; looking them up once keeps a
-  // large answer from paying for 25 name lookups per record.
-  TField& key = rules.FieldByName(kKeyColumn);
-  FieldList fields{};
-  for (std::size_t i = 0; i < kAssignments.size(); ++i)
-    fields[i] = &rules.FieldByName(kAssignments[i].column);
-
-  for (const RuleRecord& item : list) {
-    const net::Json record = item.Parsed();
-    const std::string code = net::GetValue<std::string>(record, kKeyMember);
+  const RuleFields fields(rules);
+  CellConverter converter(fields);
+  // Two rows in turn: the one being written and the next one made ready.
+  std::array<PreparedRow, 2> prepared;
+  if (!list.empty()) prepared[0].Prepare(list.front(), fields, converter);
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    PreparedRow& row = prepared[i % 2];
+    PreparedRow& next = prepared[(i + 1) % 2];
+    const std::string code = row.Code();
     const bool located = rules.Locate(kKeyColumn, code);
     if (located) {
       rules.Edit();
     } else {
       rules.Append();
-      key.SetAsString(code);
     }
-    AssignAll(fields, record);
-    if (located && unchanged == UnchangedRows::Skip && rules.EditChangesNothing()) {
+    row.AssignTo(fields, !located);
+    const bool send = !(located && unchanged == UnchangedRows::Skip && rules.EditChangesNothing());
+    if (send) {
+      rules.SendPost();
+    } else {
       rules.Cancel();
-      continue;
     }
-    try {
-      rules.Post();
-    } catch (const EDuplicateKey&) {
-      // Another workstation (one that did not wait for the import lock)
-      // inserted this key after the row set was read: its row is updated.
-      if (located) throw;
-      rules.Cancel();
-      if (!AdoptRowWrittenMeanwhile(rules, code)) throw;
-      rules.Edit();
-      AssignAll(fields, record);
-      rules.Post();
-    }
+    // While the server writes this row, the next one is made ready.
+    if (i + 1 < list.size()) next.Prepare(list[i + 1], fields, converter);
+    if (send) CompleteRow(rules, fields, converter, list[i], code, located);
   }
 }
 

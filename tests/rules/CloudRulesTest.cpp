@@ -5,6 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <iomanip>
+#include <sstream>
+
+#include "net/JsonText.h"
 #include "net/RESTException.h"
 #include "tests/support/cloud/CloudFixtureServer.h"
 
@@ -28,7 +32,7 @@ TEST(ExtractRuleList, TakesAnArrayOrTheRowsOfAnObject) {
   ASSERT_TRUE(bare && wrapped);
   EXPECT_EQ(*bare, *wrapped);
   ASSERT_EQ(bare->size(), 2u);
-  EXPECT_EQ((*bare)[1].Parsed()["classificacao_ibscbs"], "b");
+  EXPECT_EQ((*bare)[1].Text(RuleMember::classificacao_ibscbs), "b");
 
   EXPECT_EQ(ExtractRuleList("[]"), RuleList{});
   EXPECT_EQ(ExtractRuleList(R"({"rows":[]})"), RuleList{});
@@ -37,17 +41,52 @@ TEST(ExtractRuleList, TakesAnArrayOrTheRowsOfAnObject) {
   EXPECT_EQ(named->size(), 1u);
 }
 
-// Taken element by element as the parser meets them, the rules are still
-// the ones the whole tree would hold: of any kind, nested values whole, and
-// of a member named twice, the last one.
-TEST(ExtractRuleList, TakesTheElementsTheWholeTreeWouldHold) {
-  const char* body =
-      R"({"rows":[{"a":[1,{"rows":[2]}]}],"x":[[3],[4]],"rows":[{"b":{"c":[]}},5,[6,[7]],null]})";
+// What a read gave: the value as text, or the error's message.
+template <typename Read>
+std::string Outcome(Read read) {
+  try {
+    std::ostringstream text;
+    text << std::setprecision(17) << read();
+    return text.str();
+  } catch (const std::exception& error) {
+    return std::string("error: ") + error.what();
+  }
+}
+
+// Taken element by element as the parser meets them and kept as compact
+// records, the rules read exactly as the whole tree would: the same values,
+// and the same error for a member that is missing or of another kind.
+TEST(ExtractRuleList, RecordsReadAsTheTreeWould) {
+  const char* body = R"({"rows":[{"regime_id":1}],"x":[[3],[4]],"rows":[
+    {"classificacao_ibscbs":"A\"\\ \u00e7\u00e3o \ud83d\ude00","regime_id":-2147483648,
+     "identificacao":null,"cfop_interno":true,"icm_interno":1e300,"cfop_externo":{"rows":[1]},
+     "icm_externo":18446744073709551615,"reducao_base_aliquota":-0.0,"cst_icm_csosn":[1,[2]],
+     "cst_ipi":"1","cst_ipi":"2","pis_aliquota":2147483648,"cst_cofins":"","cofins_aliquota":-7,
+     "classificacao_is":12,"data_inicio":"2026-01-01","data_fim":"x","cbs_aliquota":0.1,
+     "reducao_cbs":99999999999999999999,"reducao_ibs":"0.5","outro":{"a":[{}]}},
+    {"regime_id":2147483647,"icm_interno":-9223372036854775808,"cbs_aliquota":1.5e-7},
+    5, [6,[7]], null, "x", {}]})";
   const auto rules = ExtractRuleList(body);
   ASSERT_TRUE(rules);
   const net::Json tree = net::Json::parse(body)["rows"];
   ASSERT_EQ(rules->size(), tree.size());
-  for (std::size_t i = 0; i < tree.size(); ++i) EXPECT_EQ((*rules)[i].Parsed(), tree[i]) << i;
+  for (std::size_t i = 0; i < tree.size(); ++i) {
+    for (std::size_t m = 0; m < kRuleMemberCount; ++m) {
+      const auto member = static_cast<RuleMember>(m);
+      const std::string name = RuleMemberName(member);
+      const RuleRecord& record = (*rules)[i];
+      const net::Json& element = tree[i];
+      SCOPED_TRACE("rule " + std::to_string(i) + ", " + name);
+      EXPECT_EQ(Outcome([&] { return record.Text(member); }),
+                Outcome([&] { return net::GetValue<std::string>(element, name); }));
+      EXPECT_EQ(Outcome([&] { return record.Integer(member); }),
+                Outcome([&] { return net::GetValue<int>(element, name); }));
+      EXPECT_EQ(Outcome([&] { return record.Number(member); }),
+                Outcome([&] { return net::GetValue<double>(element, name); }));
+    }
+    // A record made from the element itself is the same record.
+    EXPECT_EQ((*rules)[i], RuleRecord(tree[i])) << i;
+  }
   EXPECT_EQ(ExtractRuleList(R"({"rows":[{"a":1}],"rows":7})"), std::nullopt);
   const auto nested = ExtractRuleList(R"([[{"rows":[1]}],{"x":[2]}])");
   ASSERT_TRUE(nested);
@@ -69,6 +108,8 @@ TEST(ExtractRuleList, RefusesWhatIsNotJson) {
     EXPECT_EQ(ErrorOf(body), "JSON inválido") << body;
   }
   EXPECT_EQ(ErrorOf(R"({"rows":[]})", "regras"), "Value 'regras' not found");
+  EXPECT_EQ(ErrorOf(R"({"regras":[],"regras":{}})", "regras"),
+            "Conversion from JSON object to array is not supported (value 'regras')");
 }
 
 class FetchRulesTest : public testing::Test {

@@ -274,9 +274,13 @@ TEST_F(RuleSyncTest, AFailingRecordStopsTheImportAfterTheRowsBeforeIt) {
   }
 
   // Keys are compared with their case, so "m1" is new to the import; the
-  // case-insensitive collation then refuses it as a duplicate of "M1".
+  // case-insensitive collation then refuses it as a duplicate of "M1". The
+  // bad record after it, made ready while the server refused "m1", is never
+  // reached.
   Server().Execute("DROP TABLE nrt", Database());
-  Answer({test::SampleRule("M1"), test::SampleRule("m1"), test::SampleRule("M3")});
+  net::Json badDate = test::SampleRule("M3");
+  badDate["data_inicio"] = "2026-13-01";
+  Answer({test::SampleRule("M1"), test::SampleRule("m1"), badDate});
   EXPECT_EQ(Sync(), "Duplicate entry 'm1' for key 'PRIMARY'");
   EXPECT_EQ(Codes(), "M1");
 
