@@ -16,8 +16,8 @@ void AppendValue(std::string& sql, const std::optional<std::string>& value,
 
 }  // namespace
 
-void BuildInsert(std::string& sql, std::string_view table, const std::vector<ColumnValue>& assigned,
-                 TDbConnection& connection) {
+void BuildInsertHead(std::string& sql, std::string_view table,
+                     const std::vector<ColumnValue>& assigned) {
   sql += "INSERT INTO ";
   sql += table;
   sql += " (";
@@ -26,6 +26,10 @@ void BuildInsert(std::string& sql, std::string_view table, const std::vector<Col
     sql += assigned[i].name;
   }
   sql += ") VALUES (";
+}
+
+void AppendInsertValues(std::string& sql, const std::vector<ColumnValue>& assigned,
+                        TDbConnection& connection) {
   for (std::size_t i = 0; i < assigned.size(); ++i) {
     if (i > 0) sql += ", ";
     AppendValue(sql, *assigned[i].value, connection);

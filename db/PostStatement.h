@@ -20,9 +20,13 @@ struct ColumnValue {
   const std::optional<std::string>* value;  // nullopt: SQL NULL
 };
 
-// INSERT INTO `db`.`table` (`a`, `b`) VALUES ('1', NULL)
-void BuildInsert(std::string& sql, std::string_view table, const std::vector<ColumnValue>& assigned,
-                 TDbConnection& connection);
+// INSERT INTO `db`.`table` (`a`, `b`) VALUES ('1', NULL), in two parts: the
+// head, which depends on the columns alone and so serves row after row, and
+// the values.
+void BuildInsertHead(std::string& sql, std::string_view table,
+                     const std::vector<ColumnValue>& assigned);
+void AppendInsertValues(std::string& sql, const std::vector<ColumnValue>& assigned,
+                        TDbConnection& connection);
 
 // UPDATE `db`.`table` SET `a` = '1' WHERE `key` = 'old' [AND ...]
 void BuildUpdate(std::string& sql, std::string_view table, const std::vector<ColumnValue>& assigned,

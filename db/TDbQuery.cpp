@@ -154,6 +154,8 @@ void TDbQuery::Close() {
   fieldIndex_.clear();
   buffer_.clear();
   assigned_.clear();
+  // The next result set may name other columns or another table.
+  post_.insertHeadColumns.clear();
   current_.reset();
   state_ = State::Inactive;
 }
@@ -320,7 +322,13 @@ void TDbQuery::SendPost() {
                     table->table + "'");
   }
   if (state_ == State::Insert) {
-    db::BuildInsert(post_.sql, table->quotedTable, post_.assigned, connection);
+    if (post_.insertHeadColumns != assigned_) {
+      post_.insertHead.clear();
+      db::BuildInsertHead(post_.insertHead, table->quotedTable, post_.assigned);
+      post_.insertHeadColumns = assigned_;
+    }
+    post_.sql = post_.insertHead;
+    db::AppendInsertValues(post_.sql, post_.assigned, connection);
   } else {
     db::BuildUpdate(post_.sql, table->quotedTable, post_.assigned, post_.key, connection);
   }

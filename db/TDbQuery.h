@@ -135,6 +135,8 @@ class TDbQuery {
     std::vector<db::ColumnValue> assigned, key;
     std::vector<std::optional<std::string>> keyValues;
     std::string sql;
+    std::string insertHead;               // for the columns below
+    std::vector<bool> insertHeadColumns;  // the assigned columns it names
   } post_;
   std::uint64_t rowsAffected_ = 0;
 };

@@ -49,7 +49,11 @@ class RuleAnswerReader {
 
   bool key(Json::string_t& name) {
     if (InRecordMember()) {
-      slot_ = RuleMemberNamed(name);
+      // The service sends the members in one order: the one after the last
+      // is tried before the lookup by name.
+      const auto expected =
+          static_cast<RuleMember>(slot_ ? (Index(*slot_) + 1) % kRuleMemberCount : 0);
+      slot_ = name == RuleMemberName(expected) ? std::optional(expected) : RuleMemberNamed(name);
     } else if (depth_ == 1 && answer_.shape == RuleAnswer::Shape::Object) {
       atMember_ = name == member_;
     }
@@ -61,6 +65,8 @@ class RuleAnswerReader {
   }
 
  private:
+  static std::size_t Index(RuleMember member) { return static_cast<std::size_t>(member); }
+
   // Directly inside the object of the rule being read.
   bool InRecordMember() const { return inRecord_ && depth_ == elements_ + 1; }
   // Where the elements of the rule array sit.
