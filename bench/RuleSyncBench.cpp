@@ -278,7 +278,7 @@ int Main(int argc, char** argv) {
   std::printf(
       "# limit: replay of the statements this run sent; for 'unchanged', of the\n"
       "# statements an import writing every row sends (the row below)\n");
-  for (const int count : counts) bench.Measure(count, count >= 100000 ? 1 : 5);
+  for (const int count : counts) bench.Measure(count, count >= 100000 ? 1 : 7);
   if (!bench.AllPeaksReset())
     std::printf("* the platform cannot restart the peak: it counts from the program's start\n");
   return 0;

@@ -33,22 +33,17 @@ std::string Trimmed(const std::string& text) {
 TDbConnection::TDbConnection() = default;
 TDbConnection::~TDbConnection() = default;
 
-void TDbConnection::Disconnect() {
-  handle_.reset();
-  pending_ = false;
-}
-
 void TDbConnection::SetProviderName(const std::string& name) { providerName_ = Trimmed(name); }
 
 void TDbConnection::SetServer(const std::string& server) {
   if (server == server_) return;
-  Disconnect();
+  handle_.reset();
   server_ = server;
 }
 
 void TDbConnection::SetPort(std::int32_t port) {
   if (port == port_) return;
-  Disconnect();
+  handle_.reset();
   port_ = port;
 }
 
@@ -56,13 +51,13 @@ void TDbConnection::SetDatabase(const std::string& database) { database_ = Trimm
 
 void TDbConnection::SetUsername(const std::string& username) {
   if (username == username_) return;
-  Disconnect();
+  handle_.reset();
   username_ = username;
 }
 
 void TDbConnection::SetPassword(const std::string& password) {
   if (password == password_) return;
-  Disconnect();
+  handle_.reset();
   password_ = password;
 }
 
@@ -70,7 +65,7 @@ void TDbConnection::SetConnected(bool connected) {
   if (connected) {
     Connect();
   } else {
-    Disconnect();
+    handle_.reset();
   }
 }
 
@@ -103,21 +98,8 @@ void TDbConnection::Connect() {
 }
 
 db::MySqlResult TDbConnection::Execute(const std::string& sql) {
-  Send(sql);
-  return Finish();
-}
-
-void TDbConnection::Send(const std::string& sql) {
-  if (pending_) throw EDatabaseError("Commands out of sync; you can't run this command now");
   Connect();
-  if (mysql_send_query(handle_.get(), sql.data(), sql.size()) != 0) RaiseLastError();
-  pending_ = true;
-}
-
-db::MySqlResult TDbConnection::Finish() {
-  if (!pending_) throw EDatabaseError("Commands out of sync; you can't run this command now");
-  pending_ = false;
-  if (mysql_read_query_result(handle_.get()) != 0) RaiseLastError();
+  if (mysql_real_query(handle_.get(), sql.data(), sql.size()) != 0) RaiseLastError();
   db::MySqlResult result(mysql_store_result(handle_.get()));
   if (!result && mysql_field_count(handle_.get()) != 0) RaiseLastError();
   affectedRows_ = result ? 0 : mysql_affected_rows(handle_.get());
@@ -167,7 +149,7 @@ void TDbConnection::RaiseLastError() {
   EDatabaseError error(mysql_error(handle_.get()));
   // A session that is gone stays gone; the next statement reconnects.
   if (code == CR_SERVER_LOST || code == CR_SERVER_GONE_ERROR || code == ER_CONNECTION_KILLED) {
-    Disconnect();
+    handle_.reset();
   }
   throw error;
 }

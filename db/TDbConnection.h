@@ -49,12 +49,6 @@ class TDbConnection {
   // Runs one statement, connecting first when needed. Returns its result set
   // (all rows fetched), or null for a statement without one.
   db::MySqlResult Execute(const std::string& sql);
-  // Execute in two halves, so that the program can work while the server
-  // does: Send hands the statement over, Finish waits for its outcome. Between
-  // them no other statement can be sent.
-  void Send(const std::string& sql);
-  db::MySqlResult Finish();
-  bool Pending() const { return pending_; }
   // Rows the last statement matched (UPDATE counts matched, not changed, rows).
   std::uint64_t AffectedRows() const { return affectedRows_; }
   std::uint64_t LastInsertId() const { return lastInsertId_; }
@@ -69,7 +63,6 @@ class TDbConnection {
 
  private:
   [[noreturn]] void RaiseLastError();
-  void Disconnect();
 
   std::string providerName_;
   std::string server_;
@@ -78,7 +71,6 @@ class TDbConnection {
   std::string username_;
   std::string password_;
   db::MySqlHandle handle_;
-  bool pending_ = false;
   std::uint64_t affectedRows_ = 0;
   std::uint64_t lastInsertId_ = 0;
 };

@@ -76,21 +76,7 @@ std::string Text(const char* text, unsigned int length) {
 
 TDbQuery::TDbQuery() = default;
 TDbQuery::TDbQuery(TDbConnection& connection) : connection_(&connection) {}
-TDbQuery::~TDbQuery() { AbandonPost(); }
-
-void TDbQuery::AbandonPost() noexcept {
-  if (!posting_) return;
-  posting_ = false;
-  try {
-    if (connection_->Pending()) connection_->Finish();
-  } catch (const std::exception&) {
-    // The row is not written; whoever abandoned it is already failing.
-  }
-}
-
-void TDbQuery::RequireNotPosting(const char* operation) const {
-  if (posting_) throw Exception(std::string("Cannot ") + operation + ": a row is being posted");
-}
+TDbQuery::~TDbQuery() = default;
 
 TDbConnection& TDbQuery::RequireConnection() {
   if (connection_ == nullptr) throw Exception("The query has no connection");
@@ -98,7 +84,6 @@ TDbConnection& TDbQuery::RequireConnection() {
 }
 
 void TDbQuery::RequireBrowsing(const char* operation) const {
-  RequireNotPosting(operation);
   if (state_ == State::Inactive) {
     throw Exception(std::string("Cannot ") + operation + ": the query is not open");
   }
@@ -147,7 +132,6 @@ void TDbQuery::ReadColumns(db::MySqlResult& result) {
 }
 
 void TDbQuery::Close() {
-  AbandonPost();
   rows_.Clear();
   columns_.clear();
   fields_.clear();
@@ -214,7 +198,6 @@ void TDbQuery::Append() {
 }
 
 void TDbQuery::Cancel() {
-  RequireNotPosting("cancel");
   if (state_ != State::Edit && state_ != State::Insert) return;
   buffer_.clear();
   assigned_.clear();
@@ -256,7 +239,6 @@ std::optional<std::string_view> TDbQuery::CellValue(std::size_t column) const {
 }
 
 void TDbQuery::AssignCell(std::size_t column, std::optional<std::string>&& value) {
-  if (posting_) RequireNotPosting(("modify field '" + columns_.at(column).name + "'").c_str());
   if (state_ != State::Edit && state_ != State::Insert) {
     throw Exception("Cannot modify field '" + columns_.at(column).name +
                     "': the query is not editing or appending a row");
@@ -285,12 +267,6 @@ const TDbQuery::ColumnInfo* TDbQuery::PostTable() const {
 }
 
 void TDbQuery::Post() {
-  SendPost();
-  CompletePost();
-}
-
-void TDbQuery::SendPost() {
-  RequireNotPosting("post");
   if (state_ != State::Edit && state_ != State::Insert) {
     throw Exception("Cannot post: the query is not editing or appending a row");
   }
@@ -332,17 +308,7 @@ void TDbQuery::SendPost() {
   } else {
     db::BuildUpdate(post_.sql, table->quotedTable, post_.assigned, post_.key, connection);
   }
-  connection.Send(post_.sql);
-  posting_ = true;
-}
-
-void TDbQuery::CompletePost() {
-  // An edit that assigned nothing was cancelled without a statement.
-  if (!posting_ && state_ == State::Browse) return;
-  if (!posting_) throw Exception("Cannot complete a post: none was sent");
-  posting_ = false;
-  TDbConnection& connection = RequireConnection();
-  connection.Finish();
+  connection.Execute(post_.sql);
   rowsAffected_ = connection.AffectedRows();
   if (rowsAffected_ != 1) {
     throw EDatabaseError("Update failed. Found " + std::to_string(rowsAffected_) + " records");

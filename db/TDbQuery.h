@@ -71,15 +71,6 @@ class TDbQuery {
   // Starts a new, empty row at the end of the result set.
   void Append();
   void Post();
-  // Post in two halves, so that the program can make its next row ready while
-  // the server writes this one: SendPost hands the statement to the server,
-  // CompletePost waits for it, checks it and puts the row into the result set
-  // (or raises, still editing, as Post does). Between the two the query takes
-  // no other call. A post that is sent and never completed is waited for when
-  // the query closes.
-  void SendPost();
-  void CompletePost();
-  bool Posting() const { return posting_; }
   // Drops the pending changes and returns to browsing.
   void Cancel();
   // True while editing when every assigned column would read back exactly
@@ -110,10 +101,6 @@ class TDbQuery {
 
   TDbConnection& RequireConnection();
   void RequireBrowsing(const char* operation) const;
-  void RequireNotPosting(const char* operation) const;
-  // Waits out a post that was sent and never completed, so that the session
-  // can take its next statement; its outcome no longer matters to anyone.
-  void AbandonPost() noexcept;
   void ReadColumns(db::MySqlResult& result);
   // The first column the posted row names, which names its table; raises when
   // the row's columns belong to no table or to several.
@@ -129,7 +116,6 @@ class TDbQuery {
   std::optional<std::size_t> current_;
   db::RowValues buffer_;
   std::vector<bool> assigned_;
-  bool posting_ = false;
   bool oneTable_ = false;  // every column belongs to one and the same table
   struct {
     std::vector<db::ColumnValue> assigned, key;

@@ -93,7 +93,7 @@ class RuleAnswerReader {
     if (AtElement()) {
       if (kind == Kind::Object) {
         inRecord_ = true;
-        record_ = RuleRecord();
+        record_.Clear();
         slot_.reset();
       } else {
         answer_.records.emplace_back();
@@ -118,8 +118,7 @@ class RuleAnswerReader {
   bool Close() {
     --depth_;
     if (inRecord_ && depth_ == elements_) {
-      record_.Shrink();
-      answer_.records.push_back(std::move(record_));
+      answer_.records.push_back(record_);  // a copy holds its texts at their size
       inRecord_ = false;
     } else if (elements_ != 0 && depth_ == elements_ - 1) {
       elements_ = 0;

@@ -1,5 +1,6 @@
 #include "rules/RuleImport.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdint>
@@ -139,9 +140,8 @@ class CellConverter {
 };
 
 // One record turned into the cells its row receives, ready before the row is
-// located: the conversions run while the server writes the row before it. A
-// record that cannot be written keeps its error, raised when its turn comes,
-// so that the rows before it are written first.
+// located. A record that cannot be written keeps its error, raised when its
+// turn comes, so that the rows before it are written first.
 class PreparedRow {
  public:
   void Prepare(const RuleRecord& record, const RuleFields& fields,
@@ -199,13 +199,13 @@ bool AdoptRowWrittenMeanwhile(TDbQuery& rules, const std::string& code) {
   return true;
 }
 
-// Waits for the row sent last. An INSERT that meets a key another workstation
-// (one that did not wait for the import lock) inserted after the row set was
-// read updates that row instead.
-void CompleteRow(TDbQuery& rules, const RuleFields& fields, CellConverter& converter,
-                 const RuleRecord& record, const std::string& code, bool located) {
+// Posts the row. An INSERT that meets a key another workstation (one that did
+// not wait for the import lock) inserted after the row set was read updates
+// that row instead.
+void PostRow(TDbQuery& rules, const RuleFields& fields, CellConverter& converter,
+             const RuleRecord& record, const std::string& code, bool located) {
   try {
-    rules.CompletePost();
+    rules.Post();
   } catch (const EDuplicateKey&) {
     if (located) throw;
     rules.Cancel();
@@ -223,12 +223,17 @@ void CompleteRow(TDbQuery& rules, const RuleFields& fields, CellConverter& conve
 void ImportRules(TDbQuery& rules, const RuleList& list, UnchangedRows unchanged) {
   const RuleFields fields(rules);
   CellConverter converter(fields);
-  // Two rows in turn: the one being written and the next one made ready.
-  std::array<PreparedRow, 2> prepared;
-  if (!list.empty()) prepared[0].Prepare(list.front(), fields, converter);
+  // Records are converted a few at a time, between two statements, rather
+  // than one by one beside each: measured, the conversions then cost less of
+  // the server's time than when they run while it writes.
+  constexpr std::size_t kConvertedAhead = 16;
+  std::array<PreparedRow, kConvertedAhead> prepared;
   for (std::size_t i = 0; i < list.size(); ++i) {
-    PreparedRow& row = prepared[i % 2];
-    PreparedRow& next = prepared[(i + 1) % 2];
+    if (i % kConvertedAhead == 0) {
+      const std::size_t end = std::min(i + kConvertedAhead, list.size());
+      for (std::size_t j = i; j < end; ++j) prepared[j - i].Prepare(list[j], fields, converter);
+    }
+    PreparedRow& row = prepared[i % kConvertedAhead];
     const std::string code = row.Code();
     const bool located = rules.Locate(kKeyColumn, code);
     if (located) {
@@ -237,15 +242,11 @@ void ImportRules(TDbQuery& rules, const RuleList& list, UnchangedRows unchanged)
       rules.Append();
     }
     row.AssignTo(fields, !located);
-    const bool send = !(located && unchanged == UnchangedRows::Skip && rules.EditChangesNothing());
-    if (send) {
-      rules.SendPost();
-    } else {
+    if (located && unchanged == UnchangedRows::Skip && rules.EditChangesNothing()) {
       rules.Cancel();
+      continue;
     }
-    // While the server writes this row, the next one is made ready.
-    if (i + 1 < list.size()) next.Prepare(list[i + 1], fields, converter);
-    if (send) CompleteRow(rules, fields, converter, list[i], code, located);
+    PostRow(rules, fields, converter, list[i], code, located);
   }
 }
 

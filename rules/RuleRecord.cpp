@@ -90,7 +90,7 @@ RuleRecord::RuleRecord(const net::Json& value) {
         break;
     }
   }
-  Shrink();
+  texts_.shrink_to_fit();
 }
 
 void RuleRecord::SetInteger(RuleMember member, std::int64_t value) {

@@ -92,8 +92,12 @@ class RuleRecord {
   void SetUnsigned(RuleMember member, std::uint64_t value);
   void SetFloat(RuleMember member, double value);
   void SetString(RuleMember member, std::string_view value);
-  // Gives back what the buffer of texts holds beyond its length.
-  void Shrink() { texts_.shrink_to_fit(); }
+  // Every member missing again; the buffer of texts keeps its room, so that
+  // one record can be filled rule after rule and copied out at its size.
+  void Clear() {
+    kinds_.fill(Kind::Missing);
+    texts_.clear();
+  }
 
   friend bool operator==(const RuleRecord& a, const RuleRecord& b);
 

@@ -3,9 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <vector>
-
 #include "db/DbError.h"
 #include "db/TDbConnection.h"
 #include "db/TDbQuery.h"
@@ -127,45 +124,6 @@ TEST_F(EditingTest, ACaseOnlyDifferentKeyIsAppendedAndTheServerRefusesIt) {
   EXPECT_EQ(query_.RecordCount(), 2u);
   query_.Cancel();
   EXPECT_TRUE(connection_.Connected());
-}
-
-// A post in two halves: the query takes no other call until the row is
-// completed, and a post that is sent and dropped leaves the session usable.
-TEST_F(EditingTest, APostSentIsCompletedBeforeTheQueryMovesOn) {
-  query_.Append();
-  query_.FieldByName("codigo").SetAsString("C3");
-  query_.FieldByName("nome").SetAsString("terceiro");
-  query_.FieldByName("qtd").SetAsInteger(3);
-  query_.FieldByName("inicio").SetAsString("01/03/2026");
-  query_.SendPost();
-  EXPECT_TRUE(query_.Posting());
-  for (const auto& call : std::vector<std::function<void()>>{
-           [&] { query_.Locate("codigo", "A1"); }, [&] { query_.Append(); },
-           [&] { query_.FieldByName("nome").SetAsString("x"); }, [&] { query_.SendPost(); }}) {
-    try {
-      call();
-      ADD_FAILURE() << "no error";
-    } catch (const Exception& error) {
-      EXPECT_NE(std::string(error.what()).find("being posted"), std::string::npos) << error.what();
-    }
-  }
-  query_.CompletePost();
-  EXPECT_EQ(Stored("nome", "C3"), "terceiro");
-  EXPECT_TRUE(query_.Locate("codigo", "C3"));
-
-  {
-    TDbQuery dropped(connection_);
-    dropped.SQL().SetText("SELECT codigo, nome, qtd, inicio FROM item ");
-    dropped.Open();
-    dropped.Append();
-    dropped.FieldByName("codigo").SetAsString("A1");  // refused by the server
-    dropped.FieldByName("nome").SetAsString("x");
-    dropped.FieldByName("qtd").SetAsInteger(1);
-    dropped.FieldByName("inicio").SetAsString("01/01/2026");
-    dropped.SendPost();
-  }
-  query_.Open();
-  EXPECT_EQ(query_.RecordCount(), 3u);
 }
 
 TEST_F(EditingTest, AnUpdateThatMatchesNoRowFails) {

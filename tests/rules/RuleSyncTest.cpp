@@ -275,8 +275,8 @@ TEST_F(RuleSyncTest, AFailingRecordStopsTheImportAfterTheRowsBeforeIt) {
 
   // Keys are compared with their case, so "m1" is new to the import; the
   // case-insensitive collation then refuses it as a duplicate of "M1". The
-  // bad record after it, made ready while the server refused "m1", is never
-  // reached.
+  // bad record after it, converted before "m1" was sent, keeps its error to
+  // itself: the import stops at "m1".
   Server().Execute("DROP TABLE nrt", Database());
   net::Json badDate = test::SampleRule("M3");
   badDate["data_inicio"] = "2026-13-01";
