@@ -114,12 +114,15 @@ std::string TDbConnection::QuoteValue(std::string_view value) {
 }
 
 void TDbConnection::AppendQuoted(std::string& out, std::string_view value) {
-  Connect();
+  if (!handle_) Connect();
   // Plain ASCII, which most values are, is within Windows-1252 as it stands.
   std::string fitted;
-  if (std::ranges::any_of(value, [](char c) { return static_cast<unsigned char>(c) >= 0x80; })) {
-    fitted = FitToWindows1252(value);
-    value = fitted;
+  for (const char c : value) {
+    if (static_cast<unsigned char>(c) >= 0x80) {
+      fitted = FitToWindows1252(value);
+      value = fitted;
+      break;
+    }
   }
   const std::size_t start = out.size();
   out.resize(start + value.size() * 2 + 2);  // the escaped text and its terminating NUL

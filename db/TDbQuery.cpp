@@ -139,7 +139,7 @@ void TDbQuery::Close() {
   buffer_.clear();
   assigned_.clear();
   // The next result set may name other columns or another table.
-  post_.insertHeadColumns.clear();
+  post_.insertHeads.clear();
   current_.reset();
   state_ = State::Inactive;
 }
@@ -266,6 +266,17 @@ const TDbQuery::ColumnInfo* TDbQuery::PostTable() const {
   return first;
 }
 
+const std::string& TDbQuery::InsertHead(const ColumnInfo& table) {
+  for (const auto& [columns, head] : post_.insertHeads)
+    if (columns == assigned_) return head;
+  // Rows differ in few ways (an end date given or not): a handful of heads serve them all.
+  constexpr std::size_t kHeads = 4;
+  if (post_.insertHeads.size() == kHeads) post_.insertHeads.erase(post_.insertHeads.begin());
+  auto& [columns, head] = post_.insertHeads.emplace_back(assigned_, std::string());
+  db::BuildInsertHead(head, table.quotedTable, post_.assigned);
+  return head;
+}
+
 void TDbQuery::Post() {
   if (state_ != State::Edit && state_ != State::Insert) {
     throw Exception("Cannot post: the query is not editing or appending a row");
@@ -298,12 +309,7 @@ void TDbQuery::Post() {
                     table->table + "'");
   }
   if (state_ == State::Insert) {
-    if (post_.insertHeadColumns != assigned_) {
-      post_.insertHead.clear();
-      db::BuildInsertHead(post_.insertHead, table->quotedTable, post_.assigned);
-      post_.insertHeadColumns = assigned_;
-    }
-    post_.sql = post_.insertHead;
+    post_.sql = InsertHead(*table);
     db::AppendInsertValues(post_.sql, post_.assigned, connection);
   } else {
     db::BuildUpdate(post_.sql, table->quotedTable, post_.assigned, post_.key, connection);

@@ -16,6 +16,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "db/PostStatement.h"
@@ -105,6 +106,8 @@ class TDbQuery {
   // The first column the posted row names, which names its table; raises when
   // the row's columns belong to no table or to several.
   const ColumnInfo* PostTable() const;
+  // "INSERT INTO `db`.`table` (`a`, ...) VALUES (" for the assigned columns.
+  const std::string& InsertHead(const ColumnInfo& table);
 
   TDbConnection* connection_ = nullptr;
   TStringList sql_;
@@ -121,8 +124,8 @@ class TDbQuery {
     std::vector<db::ColumnValue> assigned, key;
     std::vector<std::optional<std::string>> keyValues;
     std::string sql;
-    std::string insertHead;               // for the columns below
-    std::vector<bool> insertHeadColumns;  // the assigned columns it names
+    // INSERT heads, each with the assigned columns it names.
+    std::vector<std::pair<std::vector<bool>, std::string>> insertHeads;
   } post_;
   std::uint64_t rowsAffected_ = 0;
 };

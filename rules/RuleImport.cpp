@@ -90,9 +90,8 @@ struct Cell {
 };
 
 // The conversions of one import, column by column. The rules of one company
-// share most rates and dates, so the cell of the last number or date met in
-// each column is kept: a conversion runs once per change of value, not once
-// per rule.
+// share a few rates and dates, so each column keeps the cells of the last
+// numbers or dates it met: a conversion runs once per value, not once per rule.
 class CellConverter {
  public:
   explicit CellConverter(const RuleFields& fields) : fields_(fields) {}
@@ -100,7 +99,7 @@ class CellConverter {
   Cell CellOf(std::size_t column, const RuleRecord& record) {
     const Assignment& assignment = kAssignments[column];
     const TField& field = *fields_.assigned[column];
-    Last& last = last_[column];
+    Recent& recent = recent_[column];
     switch (assignment.read) {
       case Read::Text:
         return {true, field.CellForString(record.Text(assignment.member))};
@@ -110,33 +109,44 @@ class CellConverter {
         // Never through text: the column rounds the double to its three decimals.
         const double number = record.Number(assignment.member);
         const auto bits = std::bit_cast<std::uint64_t>(number);
-        if (!last.valid || last.bits != bits) last = {true, bits, {}, field.CellForFloat(number)};
-        return {true, last.value};
+        for (const Seen& seen : recent.seen)
+          if (seen.valid && seen.bits == bits) return {true, seen.value};
+        return {true, recent.Keep({true, bits, {}, field.CellForFloat(number)})};
       }
       case Read::Date:
       case Read::OptionalDate: {
         std::string iso = record.Text(assignment.member);
         if (iso.empty() && assignment.read == Read::OptionalDate) return {};
-        if (!last.valid || last.iso != iso) {
-          std::optional<std::string> value = field.CellForString(IsoDateToBrDate(iso));
-          last = {true, 0, std::move(iso), std::move(value)};
-        }
-        return {true, last.value};
+        for (const Seen& seen : recent.seen)
+          if (seen.valid && seen.iso == iso) return {true, seen.value};
+        std::optional<std::string> value = field.CellForString(IsoDateToBrDate(iso));
+        return {true, recent.Keep({true, 0, std::move(iso), std::move(value)})};
       }
     }
     return {};
   }
 
  private:
-  struct Last {
+  struct Seen {
     bool valid = false;
     std::uint64_t bits = 0;  // of the number
     std::string iso;         // the date as the record gave it
     std::optional<std::string> value;
   };
+  // The last few values of one column, the oldest replaced first.
+  struct Recent {
+    std::array<Seen, 4> seen;
+    std::size_t next = 0;
+    const std::optional<std::string>& Keep(Seen value) {
+      Seen& slot = seen[next];
+      next = (next + 1) % seen.size();
+      slot = std::move(value);
+      return slot.value;
+    }
+  };
 
   const RuleFields& fields_;
-  std::array<Last, kAssignments.size()> last_;
+  std::array<Recent, kAssignments.size()> recent_;
 };
 
 // One record turned into the cells its row receives, ready before the row is
