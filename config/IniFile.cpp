@@ -78,9 +78,7 @@ void IniFile::Load() {
     body.remove_prefix(3);
   } else {
     // Plain ASCII stays "ANSI", as the Windows profile functions would write it.
-    bool ascii = true;
-    for (char c : body) ascii = ascii && static_cast<unsigned char>(c) < 0x80;
-    encoding_ = (!ascii && IsValidUtf8(body)) ? Encoding::Utf8 : Encoding::Windows1252;
+    encoding_ = (!IsAscii(body) && IsValidUtf8(body)) ? Encoding::Utf8 : Encoding::Windows1252;
   }
 
   auto isNewline = [&](std::size_t i) {

@@ -117,12 +117,9 @@ void TDbConnection::AppendQuoted(std::string& out, std::string_view value) {
   if (!handle_) Connect();
   // Plain ASCII, which most values are, is within Windows-1252 as it stands.
   std::string fitted;
-  for (const char c : value) {
-    if (static_cast<unsigned char>(c) >= 0x80) {
-      fitted = FitToWindows1252(value);
-      value = fitted;
-      break;
-    }
+  if (!IsAscii(value)) {
+    fitted = FitToWindows1252(value);
+    value = fitted;
   }
   const std::size_t start = out.size();
   out.resize(start + value.size() * 2 + 2);  // the escaped text and its terminating NUL

@@ -37,8 +37,8 @@ class TField {
   void Clear();  // SQL NULL
 
   // The cell each write above would store (nullopt: SQL NULL), worked out
-  // without storing it, with the same failures: a row can be made ready while
-  // the session is still busy with the one before. Assign stores such a cell.
+  // without storing it, with the same failures: the cells of several rows can
+  // be made ready at once and assigned later. Assign stores such a cell.
   std::optional<std::string> CellForString(std::string value) const;
   std::string CellForInteger(std::int32_t value) const;
   std::string CellForFloat(double value) const;

@@ -30,65 +30,6 @@ std::string Latin1ToUtf8(const std::string& bytes) {
   return out;
 }
 
-// The length of the well-formed UTF-8 sequence at `i`; 0 when it is malformed.
-std::size_t WellFormedLength(const std::string& bytes, std::size_t i) {
-  const auto continuation = [&bytes](std::size_t at) {
-    return at < bytes.size() && (static_cast<unsigned char>(bytes[at]) & 0xC0) == 0x80;
-  };
-  const auto lead = static_cast<unsigned char>(bytes[i]);
-  std::size_t length = 0;
-  char32_t cp = 0;
-  if (lead < 0x80) {
-    return 1;
-  } else if (lead >= 0xC2 && lead <= 0xDF) {
-    length = 2, cp = lead & 0x1F;
-  } else if (lead >= 0xE0 && lead <= 0xEF) {
-    length = 3, cp = lead & 0x0F;
-  } else if (lead >= 0xF0 && lead <= 0xF4) {
-    length = 4, cp = lead & 0x07;
-  } else {
-    return 0;
-  }
-  for (std::size_t k = 1; k < length; ++k) {
-    if (!continuation(i + k)) return 0;
-    cp = (cp << 6) | (static_cast<unsigned char>(bytes[i + k]) & 0x3F);
-  }
-  const char32_t minimum = length == 3 ? 0x800 : length == 4 ? 0x10000 : 0;
-  if (cp < minimum || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return 0;
-  return length;
-}
-
-bool WellFormedUtf8(const std::string& bytes) {
-  for (std::size_t i = 0; i < bytes.size();) {
-    const std::size_t length = WellFormedLength(bytes, i);
-    if (length == 0) return false;
-    i += length;
-  }
-  return true;
-}
-
-bool Ascii(const std::string& bytes) {
-  return std::ranges::all_of(bytes, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
-
-// Copies well-formed sequences and replaces each malformed one by U+FFFD, so
-// the text handed on is always valid UTF-8.
-std::string SanitiseUtf8(const std::string& bytes) {
-  std::string out;
-  out.reserve(bytes.size());
-  for (std::size_t i = 0; i < bytes.size();) {
-    const std::size_t length = WellFormedLength(bytes, i);
-    if (length > 0) {
-      out.append(bytes, i, length);
-      i += length;
-    } else {
-      out += "\xEF\xBF\xBD";
-      ++i;
-    }
-  }
-  return out;
-}
-
 bool Latin1Charset(const std::string& charset) {
   return charset == "iso-8859-1" || charset == "latin1" || charset == "iso8859-1";
 }
@@ -100,7 +41,8 @@ bool Windows1252Charset(const std::string& charset) {
 std::string Decode(const std::string& bytes, const std::string& charset) {
   if (Latin1Charset(charset)) return Latin1ToUtf8(bytes);
   if (Windows1252Charset(charset)) return Windows1252ToUtf8(bytes);
-  return SanitiseUtf8(bytes);
+  // Each malformed sequence becomes U+FFFD.
+  return ReplaceInvalidUtf8(bytes);
 }
 
 bool KnownText(const std::string& mime) {
@@ -182,8 +124,8 @@ bool DecodesToItself(const std::string& bytes, const std::string& contentType,
   const auto charset = ChosenCharset(contentType, fallbackCharset);
   if (!charset) return false;
   // Both single-byte charsets map ASCII to itself and every other byte to two.
-  if (Latin1Charset(*charset) || Windows1252Charset(*charset)) return Ascii(bytes);
-  return WellFormedUtf8(bytes);
+  if (Latin1Charset(*charset) || Windows1252Charset(*charset)) return IsAscii(bytes);
+  return IsValidUtf8(bytes);
 }
 
 }  // namespace rotalis::net

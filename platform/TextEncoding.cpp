@@ -1,5 +1,6 @@
 #include "platform/TextEncoding.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <vector>
@@ -82,7 +83,33 @@ void AppendUtf8(std::string& out, char32_t cp) {
   }
 }
 
-bool IsValidUtf8(std::string_view text) { return DecodeUtf8(text).has_value(); }
+bool IsAscii(std::string_view text) {
+  return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+bool IsValidUtf8(std::string_view text) {
+  for (std::size_t i = 0; i < text.size();) {
+    char32_t cp = 0;
+    if (!DecodeOne(text, i, cp)) return false;
+  }
+  return true;
+}
+
+std::string ReplaceInvalidUtf8(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  for (std::size_t i = 0; i < text.size();) {
+    const std::size_t start = i;
+    char32_t cp = 0;
+    if (DecodeOne(text, i, cp)) {
+      out.append(text.substr(start, i - start));
+    } else {
+      AppendUtf8(out, 0xFFFD);
+      ++i;
+    }
+  }
+  return out;
+}
 
 std::string Windows1252ToUtf8(std::string_view bytes) {
   std::string out;

@@ -33,7 +33,17 @@ std::optional<std::string> Utf16LeToUtf8(std::string_view bytes);
 // UTF-8 to UTF-16 little-endian (no BOM); nothing on invalid UTF-8.
 std::optional<std::string> Utf8ToUtf16Le(std::string_view text);
 
+// True when every byte is below 0x80: text that reads the same in UTF-8,
+// Windows-1252 and latin1.
+bool IsAscii(std::string_view text);
+
+// True when the text is well-formed UTF-8. Allocates nothing, so that a large
+// answer can be checked where it stands.
 bool IsValidUtf8(std::string_view text);
+
+// The text with every byte that is no part of well-formed UTF-8 replaced by
+// U+FFFD, so that what is handed on is always valid UTF-8.
+std::string ReplaceInvalidUtf8(std::string_view text);
 
 // Appends one code point (at most U+10FFFF) as UTF-8.
 void AppendUtf8(std::string& out, char32_t codePoint);
