@@ -76,11 +76,14 @@ RowSet::RowRef RowSet::Own(const RowValues& values) {
   return {cells, sizes};
 }
 
-void RowSet::ReplaceRow(std::size_t row, const RowValues& values) {
+RowSet::Before RowSet::ReplaceRow(std::size_t row, const RowValues& values) {
   // The cells the row had stay where they are until Clear.
   const RowRef before = rows_.at(row);
   rows_.at(row) = Own(values);
   IndexChanged(row, &before);
+  Before kept;
+  kept.row_ = before;
+  return kept;
 }
 
 std::size_t RowSet::AppendRow(const RowValues& values) {
@@ -88,6 +91,33 @@ std::size_t RowSet::AppendRow(const RowValues& values) {
   const std::size_t row = rows_.size() - 1;
   IndexChanged(row, nullptr);
   return row;
+}
+
+void RowSet::UndoReplace(std::size_t row, const Before& before) {
+  const RowRef replaced = rows_.at(row);
+  rows_[row] = before.row_;
+  IndexChanged(row, &replaced);
+  Disown(replaced);
+}
+
+void RowSet::RemoveLastRow() {
+  if (rows_.empty()) throw std::out_of_range("no row to remove");
+  const std::size_t row = rows_.size() - 1;
+  const RowRef last = rows_.back();
+  // An index names the first row of each value: only entries naming this row go.
+  for (auto& [column, index] : indexes_) {
+    const auto cell = CellOf(last, column);
+    if (!cell) continue;
+    const auto found = index.find(std::string(*cell));
+    if (found != index.end() && found->second == row) index.erase(found);
+  }
+  rows_.pop_back();
+  Disown(last);
+}
+
+void RowSet::Disown(const RowRef& row) {
+  if (!owned_.empty() && reinterpret_cast<const char* const*>(owned_.back().get()) == row.cells)
+    owned_.pop_back();
 }
 
 void RowSet::IndexChanged(std::size_t row, const RowRef* before) {

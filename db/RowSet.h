@@ -31,9 +31,17 @@ class RowSet {
   std::optional<std::string_view> Value(std::size_t row, std::size_t column) const;
   RowValues Row(std::size_t row) const;
 
+  // What a row held before ReplaceRow changed it, for UndoReplace.
+  class Before;
+
   // Both copy the values: the caller's buffer keeps its room for the next row.
-  void ReplaceRow(std::size_t row, const RowValues& values);
+  Before ReplaceRow(std::size_t row, const RowValues& values);
   std::size_t AppendRow(const RowValues& values);
+
+  // Take back the latest ReplaceRow or AppendRow, newest first: a change may
+  // only be undone once every later one has been.
+  void UndoReplace(std::size_t row, const Before& before);
+  void RemoveLastRow();
 
   // The first row whose column holds exactly this value (byte comparison).
   std::optional<std::size_t> Find(std::size_t column, std::string_view value);
@@ -49,6 +57,9 @@ class RowSet {
   using Index = std::unordered_map<std::string, std::size_t>;
 
   RowRef Own(const RowValues& values);
+  // Frees the block of a row that no longer is in the set, when it is the
+  // newest one; an older one stays until Clear.
+  void Disown(const RowRef& row);
   static std::optional<std::string_view> CellOf(const RowRef& row, std::size_t column);
   // Keeps the indexes right after `row` changed from `before` (null: a new row).
   void IndexChanged(std::size_t row, const RowRef* before);
@@ -59,6 +70,11 @@ class RowSet {
   std::deque<OwnedRow> owned_;
   std::vector<RowRef> rows_;
   std::unordered_map<std::size_t, Index> indexes_;
+};
+
+class RowSet::Before {
+  friend class RowSet;
+  RowRef row_{};
 };
 
 }  // namespace rotalis::db

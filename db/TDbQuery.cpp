@@ -132,6 +132,8 @@ void TDbQuery::ReadColumns(db::MySqlResult& result) {
 }
 
 void TDbQuery::Close() {
+  // Rows posted for later and never sent go with their row set.
+  pendingCount_ = 0;
   rows_.Clear();
   columns_.clear();
   fields_.clear();
@@ -222,6 +224,8 @@ bool TDbQuery::EditChangesNothing() const {
 
 void TDbQuery::AdoptRow(db::RowValues values) {
   RequireBrowsing("adopt a row");
+  // Unsent rows are taken back newest first, should their statements fail.
+  if (pendingCount_ != 0) throw Exception("Cannot adopt a row while posted rows wait to be sent");
   if (values.size() != columns_.size())
     throw Exception("Cannot adopt a row of " + std::to_string(values.size()) +
                     " columns into a result set of " + std::to_string(columns_.size()));
@@ -277,7 +281,7 @@ const std::string& TDbQuery::InsertHead(const ColumnInfo& table) {
   return head;
 }
 
-void TDbQuery::Post() {
+bool TDbQuery::BuildPost(std::string& sql) {
   if (state_ != State::Edit && state_ != State::Insert) {
     throw Exception("Cannot post: the query is not editing or appending a row");
   }
@@ -288,7 +292,7 @@ void TDbQuery::Post() {
   post_.key.clear();
   post_.keyValues.clear();
   post_.keyValues.reserve(columns_.size());  // post_.key points into it
-  post_.sql.clear();
+  sql.clear();
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     if (assigned_[i]) post_.assigned.push_back({columns_[i].quotedName, &buffer_[i]});
     if (columns_[i].primaryKey && state_ == State::Edit) {
@@ -300,7 +304,7 @@ void TDbQuery::Post() {
   }
   if (state_ == State::Edit && post_.assigned.empty()) {
     Cancel();
-    return;
+    return false;
   }
   const ColumnInfo* table = PostTable();
   if (table == nullptr) throw Exception("Cannot post: no column of the row belongs to a table");
@@ -309,16 +313,29 @@ void TDbQuery::Post() {
                     table->table + "'");
   }
   if (state_ == State::Insert) {
-    post_.sql = InsertHead(*table);
-    db::AppendInsertValues(post_.sql, post_.assigned, connection);
+    sql = InsertHead(*table);
+    db::AppendInsertValues(sql, post_.assigned, connection);
   } else {
-    db::BuildUpdate(post_.sql, table->quotedTable, post_.assigned, post_.key, connection);
+    db::BuildUpdate(sql, table->quotedTable, post_.assigned, post_.key, connection);
   }
-  connection.Execute(post_.sql);
+  return true;
+}
+
+void TDbQuery::SendPost(const std::string& sql, TDbConnection& connection) {
+  connection.Execute(sql);
   rowsAffected_ = connection.AffectedRows();
   if (rowsAffected_ != 1) {
     throw EDatabaseError("Update failed. Found " + std::to_string(rowsAffected_) + " records");
   }
+}
+
+void TDbQuery::Post() {
+  const bool built = BuildPost(post_.sql);
+  // Rows posted for later reach the table first.
+  SendPosted();
+  if (!built) return;
+  TDbConnection& connection = RequireConnection();
+  SendPost(post_.sql, connection);
   if (state_ == State::Insert) {
     for (std::size_t i = 0; i < columns_.size(); ++i) {
       if (columns_[i].autoIncrement && !assigned_[i] && connection.LastInsertId() != 0) {
@@ -332,6 +349,65 @@ void TDbQuery::Post() {
   buffer_.clear();
   assigned_.clear();
   state_ = State::Browse;
+}
+
+void TDbQuery::PostLater() {
+  if (state_ == State::Insert) {
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      if (columns_[i].autoIncrement && !assigned_[i])
+        throw Exception("Cannot post for later: column '" + columns_[i].name +
+                        "' takes its value from the server");
+    }
+  }
+  if (pendingCount_ == pending_.size()) pending_.emplace_back();
+  PendingPost& pending = pending_[pendingCount_];
+  if (!BuildPost(pending.sql)) return;
+  pending.state = state_;
+  pending.current = current_;
+  pending.assigned = assigned_;
+  if (state_ == State::Insert) {
+    current_ = rows_.AppendRow(buffer_);
+  } else {
+    pending.before = rows_.ReplaceRow(*current_, buffer_);
+  }
+  pending.row = *current_;
+  ++pendingCount_;
+  buffer_.clear();
+  assigned_.clear();
+  state_ = State::Browse;
+}
+
+void TDbQuery::SendPosted() {
+  postsSent_ = 0;
+  if (pendingCount_ == 0) return;
+  try {
+    TDbConnection& connection = RequireConnection();
+    for (; postsSent_ < pendingCount_; ++postsSent_) SendPost(pending_[postsSent_].sql, connection);
+  } catch (...) {
+    TakeBackUnsent();
+    throw;
+  }
+  pendingCount_ = 0;
+}
+
+void TDbQuery::TakeBackUnsent() {
+  const std::size_t failed = postsSent_;
+  for (std::size_t i = pendingCount_; i-- > failed;) {
+    PendingPost& pending = pending_[i];
+    if (i == failed) {
+      // As a failed Post leaves it: still editing the row that failed.
+      buffer_ = rows_.Row(pending.row);
+      assigned_ = pending.assigned;
+      state_ = pending.state;
+      current_ = pending.current;
+    }
+    if (pending.state == State::Insert) {
+      rows_.RemoveLastRow();
+    } else {
+      rows_.UndoReplace(pending.row, pending.before);
+    }
+  }
+  pendingCount_ = 0;
 }
 
 }  // namespace rotalis

@@ -71,7 +71,20 @@ class TDbQuery {
   void Edit();
   // Starts a new, empty row at the end of the result set.
   void Append();
+  // Sends the rows posted for later first.
   void Post();
+  // Posting a run of rows, for a large import: PostLater builds the row's
+  // statement and writes the row into the result set as a successful Post
+  // would, but sends nothing; SendPosted sends what was built, oldest first.
+  // Building the next rows then never runs between two of the server's
+  // statements, where it costs more of the server's time than it takes.
+  void PostLater();
+  // When a statement fails, the rows of it and of those after it leave the
+  // result set again, the query is left editing the failed row as a failed
+  // Post leaves it, and the error is raised. PostsSent tells how many went
+  // through before it.
+  void SendPosted();
+  std::size_t PostsSent() const { return postsSent_; }
   // Drops the pending changes and returns to browsing.
   void Cancel();
   // True while editing when every assigned column would read back exactly
@@ -108,6 +121,12 @@ class TDbQuery {
   const ColumnInfo* PostTable() const;
   // "INSERT INTO `db`.`table` (`a`, ...) VALUES (" for the assigned columns.
   const std::string& InsertHead(const ColumnInfo& table);
+  // The statement posting the row sends; false when an edit assigned nothing
+  // and was cancelled.
+  bool BuildPost(std::string& sql);
+  // Sends a posted row's statement; raises unless it wrote exactly one row.
+  void SendPost(const std::string& sql, TDbConnection& connection);
+  void TakeBackUnsent();
 
   TDbConnection* connection_ = nullptr;
   TStringList sql_;
@@ -128,6 +147,18 @@ class TDbQuery {
     std::vector<std::pair<std::vector<bool>, std::string>> insertHeads;
   } post_;
   std::uint64_t rowsAffected_ = 0;
+  // Rows posted for later: each statement, with what takes the row back.
+  struct PendingPost {
+    std::string sql;
+    State state = State::Insert;
+    std::optional<std::size_t> current;  // before the row was posted
+    std::vector<bool> assigned;
+    std::size_t row = 0;
+    db::RowSet::Before before;  // an edited row's cells
+  };
+  std::vector<PendingPost> pending_;  // the first pendingCount_ are waiting
+  std::size_t pendingCount_ = 0;
+  std::size_t postsSent_ = 0;
 };
 
 }  // namespace rotalis

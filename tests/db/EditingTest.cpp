@@ -33,9 +33,91 @@ class EditingTest : public test::MariaDbTest {
         .value_or("NULL");
   }
 
+  // Appends a row with this key and name, posted for later.
+  void AppendLater(const std::string& key, const std::string& name) {
+    query_.Append();
+    query_.FieldByName("codigo").SetAsString(key);
+    query_.FieldByName("nome").SetAsString(name);
+    query_.FieldByName("qtd").SetAsInteger(7);
+    query_.FieldByName("inicio").SetAsString("01/07/2026");
+    query_.PostLater();
+  }
+  void RenameLater(const std::string& key, const std::string& name) {
+    ASSERT_TRUE(query_.Locate("codigo", key));
+    query_.Edit();
+    query_.FieldByName("nome").SetAsString(name);
+    query_.PostLater();
+  }
+  std::string NameInRowSet(const std::string& key) {
+    return query_.Locate("codigo", key) ? query_.FieldByName("nome").AsString() : "(absent)";
+  }
+
   TDbConnection connection_;
   TDbQuery query_{connection_};
 };
+
+TEST_F(EditingTest, RowsPostedForLaterAreReadBackAtOnceAndWrittenInOrderWhenSent) {
+  RenameLater("A1", "renomeado");
+  AppendLater("C3", "terceiro");
+  RenameLater("C3", "terceiro, de novo");  // the unsent row is found and edited
+  EXPECT_EQ(NameInRowSet("A1"), "renomeado");
+  EXPECT_EQ(NameInRowSet("C3"), "terceiro, de novo");
+  EXPECT_EQ(Stored("nome", "A1"), "primeiro");
+  EXPECT_EQ(Stored("nome", "C3"), "NULL");
+
+  query_.SendPosted();
+  EXPECT_EQ(query_.PostsSent(), 3u);
+  EXPECT_EQ(Stored("nome", "A1"), "renomeado");
+  EXPECT_EQ(Stored("nome", "C3"), "terceiro, de novo");
+
+  // A row posted at once sends those waiting before it.
+  AppendLater("D4", "quarto");
+  RenameLater("b2", "segundo, agora");
+  query_.Edit();
+  query_.FieldByName("qtd").SetAsInteger(22);
+  query_.Post();
+  EXPECT_EQ(Stored("nome", "D4"), "quarto");
+  EXPECT_EQ(Stored("CONCAT(nome, qtd)", "b2"), "segundo, agora22");
+}
+
+// The statement that fails and those after it leave the row set as if their
+// rows had never been posted; the ones before it stay written.
+TEST_F(EditingTest, AFailedStatementTakesItsRowAndTheLaterOnesBackOut) {
+  AppendLater("C3", "terceiro");
+  RenameLater("b2", "segundo, antes");
+  AppendLater("a1", "caixa");  // refused: the key differs from A1 only in case
+  RenameLater("b2", "segundo, depois");
+  RenameLater("A1", "primeiro, depois");
+  AppendLater("D4", "quarto");
+  try {
+    query_.SendPosted();
+    ADD_FAILURE() << "no error";
+  } catch (const EDuplicateKey& error) {
+    EXPECT_STREQ(error.what(), "Duplicate entry 'a1' for key 'PRIMARY'");
+  }
+  EXPECT_EQ(query_.PostsSent(), 2u);
+  EXPECT_EQ(Stored("nome", "C3"), "terceiro");
+  EXPECT_EQ(Stored("nome", "b2"), "segundo, antes");
+  EXPECT_EQ(Stored("nome", "A1"), "primeiro");
+  EXPECT_EQ(Stored("nome", "D4"), "NULL");
+
+  // Still appending the failed row, as a failed Post leaves it.
+  EXPECT_EQ(query_.GetState(), TDbQuery::State::Insert);
+  EXPECT_EQ(query_.FieldByName("codigo").AsString(), "a1");
+  query_.Cancel();
+  EXPECT_EQ(query_.RecordCount(), 3u);
+  EXPECT_EQ(NameInRowSet("C3"), "terceiro");
+  EXPECT_EQ(NameInRowSet("b2"), "segundo, antes");
+  EXPECT_EQ(NameInRowSet("A1"), "primeiro");
+  EXPECT_EQ(NameInRowSet("D4"), "(absent)");
+  EXPECT_EQ(NameInRowSet("a1"), "(absent)");
+
+  // The row set goes on from there.
+  AppendLater("D4", "quarto");
+  query_.SendPosted();
+  EXPECT_EQ(Stored("nome", "D4"), "quarto");
+  EXPECT_EQ(query_.RecordCount(), 4u);
+}
 
 TEST_F(EditingTest, ReadsTypedValuesOfTheFirstRow) {
   EXPECT_EQ(query_.RecordCount(), 2u);
