@@ -1,8 +1,8 @@
 #include "platform/TextEncoding.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 namespace rotalis {
@@ -17,6 +17,19 @@ constexpr std::array<char32_t, 32> kHighControls = {
 // Decodes the code point at text[i] and advances i past it; false (i
 // unchanged) when no well-formed UTF-8 sequence starts there (overlong forms
 // and surrogates included).
+// Where the run of ASCII bytes from `from` ends. Bodies and texts are mostly
+// ASCII: eight bytes are tried at a time.
+std::size_t AsciiRunEnd(std::string_view text, std::size_t from) {
+  std::size_t i = from;
+  for (; i + 8 <= text.size(); i += 8) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, text.data() + i, 8);
+    if ((word & 0x8080808080808080u) != 0) break;
+  }
+  while (i < text.size() && static_cast<unsigned char>(text[i]) < 0x80) ++i;
+  return i;
+}
+
 bool DecodeOne(std::string_view text, std::size_t& i, char32_t& cp) {
   const auto lead = static_cast<unsigned char>(text[i]);
   int extra = 0;
@@ -83,12 +96,10 @@ void AppendUtf8(std::string& out, char32_t cp) {
   }
 }
 
-bool IsAscii(std::string_view text) {
-  return std::ranges::all_of(text, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
+bool IsAscii(std::string_view text) { return AsciiRunEnd(text, 0) == text.size(); }
 
 bool IsValidUtf8(std::string_view text) {
-  for (std::size_t i = 0; i < text.size();) {
+  for (std::size_t i = AsciiRunEnd(text, 0); i < text.size(); i = AsciiRunEnd(text, i)) {
     char32_t cp = 0;
     if (!DecodeOne(text, i, cp)) return false;
   }
@@ -100,9 +111,13 @@ std::string ReplaceInvalidUtf8(std::string_view text) {
   out.reserve(text.size());
   for (std::size_t i = 0; i < text.size();) {
     const std::size_t start = i;
+    i = AsciiRunEnd(text, i);
+    out.append(text.substr(start, i - start));
+    if (i == text.size()) break;
     char32_t cp = 0;
+    const std::size_t sequence = i;
     if (DecodeOne(text, i, cp)) {
-      out.append(text.substr(start, i - start));
+      out.append(text.substr(sequence, i - sequence));
     } else {
       AppendUtf8(out, 0xFFFD);
       ++i;
