@@ -1,5 +1,6 @@
 #include "rules/RuleImport.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdint>
@@ -227,7 +228,10 @@ void ImportRules(TDbQuery& rules, const RuleList& list, UnchangedRows unchanged)
   // A batch of rows is built while the server is idle, then its statements
   // are sent one right after the other: measured, building each row between
   // two statements cost the server about twice the time it took.
-  constexpr std::size_t kBatch = 64;
+  constexpr std::size_t kBatch = 256;
+  // After a statement failed, the rows built after it are built again: while
+  // failures come often, batches start small.
+  std::size_t batch = kBatch;
   std::vector<Posted> posted;
   posted.reserve(kBatch);
   for (std::size_t next = 0; next < list.size();) {
@@ -235,7 +239,7 @@ void ImportRules(TDbQuery& rules, const RuleList& list, UnchangedRows unchanged)
     // A record that cannot be written stops the import once the rows before
     // it are.
     std::exception_ptr stop;
-    for (; next < list.size() && posted.size() < kBatch; ++next) {
+    for (; next < list.size() && posted.size() < batch; ++next) {
       try {
         row.Prepare(list[next], fields, converter);
         const bool located = rules.Locate(kKeyColumn, row.Code());
@@ -265,8 +269,10 @@ void ImportRules(TDbQuery& rules, const RuleList& list, UnchangedRows unchanged)
         throw;
       // The rows after it were taken back: they are built again.
       next = failed.record + 1;
+      batch = 1;
       continue;
     }
+    batch = std::min(batch * 2, kBatch);
     if (stop) std::rethrow_exception(stop);
   }
 }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdio>
 #include <string>
 
 #include "db/DbError.h"
@@ -81,6 +82,28 @@ TEST_F(RuleImportConcurrency, KeysInsertedAfterTheRowSetWasReadAreUpdated) {
   // The rows it wrote are in its row set: a record repeated later edits them.
   EXPECT_TRUE(rules_.Locate("nrtcodigo", "000002"));
   EXPECT_EQ(rules_.FieldByName("nrtidentificacao").AsString(), "Alíquota 'única' \\ nova");
+}
+
+// Rows are written in runs: a key met in the middle of one is updated and the
+// rows after it are still written, however many such keys there are.
+TEST_F(RuleImportConcurrency, KeysWrittenMeanwhileAnywhereInALongListAreUpdated) {
+  OpenRowSet();
+  RuleList list;
+  for (int i = 0; i < 700; ++i) {
+    char code[8];
+    std::snprintf(code, sizeof code, "%06d", i);
+    if (i % 7 == 3 || (i >= 300 && i < 340)) InsertElsewhere(code, "outra");
+    net::Json rule = test::SampleRule(code);
+    rule["identificacao"] = std::string("regra ") + code;
+    list.push_back(rule);
+  }
+  ImportRules(rules_, list);
+  EXPECT_EQ(Value("SELECT COUNT(*) FROM nrt"), "700");
+  EXPECT_EQ(Value("SELECT COUNT(*) FROM nrt WHERE nrtidentificacao <> CONCAT('regra ', nrtcodigo)"),
+            "0");
+  EXPECT_EQ(rules_.RecordCount(), 700u);
+  EXPECT_TRUE(rules_.Locate("nrtcodigo", "000339"));
+  EXPECT_EQ(rules_.FieldByName("nrtidentificacao").AsString(), "regra 000339");
 }
 
 // A key the row set held when it was read, in other letter case, is the
