@@ -77,7 +77,9 @@ class TDbQuery {
   // statement and writes the row into the result set as a successful Post
   // would, but sends nothing; SendPosted sends what was built, oldest first.
   // Building the next rows then never runs between two of the server's
-  // statements, where it costs more of the server's time than it takes.
+  // statements, where it costs more of the server's time than it takes. A
+  // row whose auto-increment value the server would give is refused; Close
+  // and Open drop rows that still wait.
   void PostLater();
   // When a statement fails, the rows of it and of those after it leave the
   // result set again, the query is left editing the failed row as a failed
