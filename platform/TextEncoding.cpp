@@ -76,6 +76,33 @@ std::optional<char> Windows1252Byte(char32_t cp) {
   return std::nullopt;
 }
 
+// The text with each well-formed sequence whose code point `keep` accepts
+// copied as it is, and `replacement` put for each refused code point and for
+// each byte that starts no well-formed sequence.
+template <typename Keep>
+std::string KeepSequences(std::string_view text, std::string_view replacement, Keep keep) {
+  std::string out;
+  out.reserve(text.size());
+  for (std::size_t i = 0; i < text.size();) {
+    // Every ASCII byte is kept.
+    const std::size_t start = i;
+    i = AsciiRunEnd(text, i);
+    out.append(text.substr(start, i - start));
+    if (i == text.size()) break;
+    const std::size_t sequence = i;
+    char32_t cp = 0;
+    if (!DecodeOne(text, i, cp)) {
+      out += replacement;
+      ++i;
+    } else if (keep(cp)) {
+      out.append(text.substr(sequence, i - sequence));
+    } else {
+      out += replacement;
+    }
+  }
+  return out;
+}
+
 }  // namespace
 
 void AppendUtf8(std::string& out, char32_t cp) {
@@ -107,23 +134,7 @@ bool IsValidUtf8(std::string_view text) {
 }
 
 std::string ReplaceInvalidUtf8(std::string_view text) {
-  std::string out;
-  out.reserve(text.size());
-  for (std::size_t i = 0; i < text.size();) {
-    const std::size_t start = i;
-    i = AsciiRunEnd(text, i);
-    out.append(text.substr(start, i - start));
-    if (i == text.size()) break;
-    char32_t cp = 0;
-    const std::size_t sequence = i;
-    if (DecodeOne(text, i, cp)) {
-      out.append(text.substr(sequence, i - sequence));
-    } else {
-      AppendUtf8(out, 0xFFFD);
-      ++i;
-    }
-  }
-  return out;
+  return KeepSequences(text, "\xEF\xBF\xBD", [](char32_t) { return true; });
 }
 
 std::string Windows1252ToUtf8(std::string_view bytes) {
@@ -161,21 +172,7 @@ std::u32string CodePointsOf(std::string_view text) {
 }
 
 std::string FitToWindows1252(std::string_view text) {
-  std::string out;
-  out.reserve(text.size());
-  for (std::size_t i = 0; i < text.size();) {
-    const std::size_t start = i;
-    char32_t cp = 0;
-    if (!DecodeOne(text, i, cp)) {
-      out += '?';
-      ++i;
-    } else if (Windows1252Byte(cp)) {
-      out.append(text.substr(start, i - start));
-    } else {
-      out += '?';
-    }
-  }
-  return out;
+  return KeepSequences(text, "?", [](char32_t cp) { return Windows1252Byte(cp).has_value(); });
 }
 
 std::optional<std::string> Utf16LeToUtf8(std::string_view bytes) {
