@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <exception>
-#include <filesystem>
 #include <memory>
 #include <numeric>
 
@@ -68,10 +67,11 @@ void RemoveSentReports(const std::string& path, const std::string& written) {
   try {
     const auto lock = LockReports(path);
     if (platform::ReadFileBytes(path) != written) return;
-    std::error_code ignored;
-    std::filesystem::remove(path, ignored);
+    platform::RemoveFile(path);
   } catch (const std::exception&) {
-    // Gone already, or unreadable: nothing to remove that is known to be sent.
+    // Gone already, unreadable, or held by another program past all
+    // patience: nothing to remove that is known to be sent, or nothing more
+    // to try.
   }
 }
 

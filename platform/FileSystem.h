@@ -42,10 +42,11 @@ void CreateDirectories(const std::string& path);
 std::string ReadFileBytes(const std::string& path);
 
 // Replaces the file's content with `bytes` so that a reader never sees half of
-// it (written beside it, then renamed over it). A symbolic link stays a link:
-// the file it names is the one replaced. Where its folder takes no new file
-// but the file itself is writable, the file is rewritten in place instead.
-// Raises rotalis::Exception.
+// it (written beside it under TemporaryNameBeside, then renamed over it). A
+// symbolic link stays a link: the file it names is the one replaced. Where
+// its folder takes no new file but the file itself is writable, the file is
+// rewritten in place instead. A file another program holds open is waited for
+// (RetryWhileHeld) before the replace fails. Raises rotalis::Exception.
 void WriteFileBytes(const std::string& path, std::string_view bytes);
 
 // The size of the file in bytes; raises rotalis::Exception when it cannot be
@@ -60,10 +61,12 @@ void ReadFilePieces(const std::string& path,
                     const std::function<void(const char* data, std::size_t size)>& piece);
 
 // Gives the file `from` the name `to`, replacing a file of that name; both lie
-// in the same folder. Raises rotalis::Exception with the system's message.
+// in the same folder. Either held open by another program is waited for, as
+// by WriteFileBytes. Raises rotalis::Exception with the system's message.
 void RenameFile(const std::string& from, const std::string& to);
 
-// Removes the file; one that is not there already is no error. Raises
+// Removes the file; one that is not there already is no error. One held open
+// by another program is waited for, as by WriteFileBytes. Raises
 // rotalis::Exception when it stays.
 void RemoveFile(const std::string& path);
 

@@ -15,7 +15,9 @@
 #include "platform/AsciiCase.h"
 #include "platform/Exception.h"
 #include "platform/Paths.h"
+#include "platform/RetryWhileHeld.h"
 #include "platform/ScopedFd_posix.h"
+#include "platform/TemporaryName.h"
 
 namespace rotalis::platform {
 namespace {
@@ -31,6 +33,14 @@ using ScopedDir = std::unique_ptr<DIR, DirCloser>;
 [[noreturn]] void RaiseErrno(const std::string& what, const std::string& path) {
   throw Exception(what + " '" + path + "': " + SystemErrorMessage(errno));
 }
+
+// A Windows share mounted here reports another client's open handle as
+// EBUSY; a program being run from the file refuses writes with ETXTBSY. Both
+// pass. EACCES does not: here it is a permission, which stays.
+bool Held(int error) { return error == EBUSY || error == ETXTBSY; }
+
+// 0 when the call succeeded, else its errno, for RetryWhileHeld.
+int ErrnoOf(int result) { return result == 0 ? 0 : errno; }
 
 // The path a chain of symbolic links ends in; the path itself when it is no
 // link. The end need not exist (a link may name a file still to be written).
@@ -145,7 +155,7 @@ void WriteFileBytes(const std::string& path, std::string_view bytes) {
   // A link (one file shared by several installations) stays a link: the
   // write goes to the file it names, and the new file is made beside that.
   const std::string target = FinalTarget(path);
-  const std::string temporary = target + ".tmp-" + std::to_string(getpid());
+  const std::string temporary = TemporaryNameBeside(target);
   struct stat st {};
   const mode_t mode = stat(target.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0666;
   ScopedFd fd(open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode));
@@ -153,7 +163,14 @@ void WriteFileBytes(const std::string& path, std::string_view bytes) {
     // A folder the user may not add files to can still hold a file they may
     // change: then it is changed in place, which a reader may see half done.
     if (errno == EACCES || errno == EPERM) {
-      ScopedFd inPlace(open(target.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC));
+      int opened = -1;
+      errno = RetryWhileHeld(
+          [&] {
+            opened = open(target.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
+            return opened < 0 ? errno : 0;
+          },
+          Held);
+      ScopedFd inPlace(opened);
       if (inPlace.get() < 0) RaiseErrno("Cannot write", target);
       WriteAll(inPlace.get(), bytes, target);
       if (close(inPlace.release()) != 0) RaiseErrno("Cannot write", target);
@@ -168,8 +185,9 @@ void WriteFileBytes(const std::string& path, std::string_view bytes) {
     unlink(temporary.c_str());
     throw;
   }
-  if (rename(temporary.c_str(), target.c_str()) != 0) {
-    const int error = errno;
+  const int error =
+      RetryWhileHeld([&] { return ErrnoOf(rename(temporary.c_str(), target.c_str())); }, Held);
+  if (error != 0) {
     unlink(temporary.c_str());
     errno = error;
     RaiseErrno("Cannot replace", target);
@@ -197,11 +215,13 @@ void ReadFilePieces(const std::string& path,
 }
 
 void RenameFile(const std::string& from, const std::string& to) {
-  if (std::rename(from.c_str(), to.c_str()) != 0) RaiseErrno("Cannot rename to '" + to + "'", from);
+  errno = RetryWhileHeld([&] { return ErrnoOf(std::rename(from.c_str(), to.c_str())); }, Held);
+  if (errno != 0) RaiseErrno("Cannot rename to '" + to + "'", from);
 }
 
 void RemoveFile(const std::string& path) {
-  if (unlink(path.c_str()) != 0 && errno != ENOENT) RaiseErrno("Cannot remove", path);
+  errno = RetryWhileHeld([&] { return ErrnoOf(unlink(path.c_str())); }, Held);
+  if (errno != 0 && errno != ENOENT) RaiseErrno("Cannot remove", path);
 }
 
 }  // namespace rotalis::platform

@@ -7,7 +7,9 @@
 
 #include "platform/Exception.h"
 #include "platform/Paths.h"
+#include "platform/RetryWhileHeld.h"
 #include "platform/ScopedHandle_win.h"
+#include "platform/TemporaryName.h"
 #include "platform/WideText_win.h"
 
 namespace rotalis::platform {
@@ -23,6 +25,17 @@ constexpr DWORD kPieceSize = 256 * 1024;
 [[noreturn]] void RaiseLastFor(const std::string& what, const std::string& path) {
   RaiseFor(what, path, GetLastError());
 }
+
+// What another handle on the file answers while it lasts: opened without
+// delete sharing (an antivirus scan, another workstation reading the file),
+// a file whose removal waits for its last handle, a locked byte range.
+bool Held(DWORD error) {
+  return error == ERROR_SHARING_VIOLATION || error == ERROR_ACCESS_DENIED ||
+         error == ERROR_LOCK_VIOLATION;
+}
+
+// ERROR_SUCCESS when the call succeeded, else its last error, for RetryWhileHeld.
+DWORD ErrorOf(BOOL succeeded) { return succeeded ? ERROR_SUCCESS : GetLastError(); }
 
 // Attributes of what the path names, links followed (GetFileAttributesW
 // describes a link itself, so a linked file is opened to ask).
@@ -163,7 +176,7 @@ void WriteFileBytes(const std::string& path, std::string_view bytes) {
   // A link (one file shared by several installations) stays a link: the
   // write goes to the file it names, and the new file is made beside that.
   const std::string target = FinalTarget(path);
-  const std::string temporary = target + ".tmp-" + std::to_string(GetCurrentProcessId());
+  const std::string temporary = TemporaryNameBeside(target);
   const std::wstring wideTemporary = WideFromUtf8(temporary);
   ScopedHandle file(CreateFileW(wideTemporary.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
                                 FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -171,9 +184,17 @@ void WriteFileBytes(const std::string& path, std::string_view bytes) {
     // A folder the user may not add files to can still hold a file they may
     // change: then it is changed in place, which a reader may see half done.
     if (GetLastError() == ERROR_ACCESS_DENIED) {
-      ScopedHandle inPlace(CreateFileW(WideFromUtf8(target).c_str(), GENERIC_WRITE, FILE_SHARE_READ,
-                                       nullptr, TRUNCATE_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-      if (!inPlace.valid()) RaiseLastFor("Cannot write", target);
+      const std::wstring wideTarget = WideFromUtf8(target);
+      HANDLE opened = INVALID_HANDLE_VALUE;
+      const DWORD error = RetryWhileHeld(
+          [&] {
+            opened = CreateFileW(wideTarget.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                                 TRUNCATE_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+            return opened == INVALID_HANDLE_VALUE ? GetLastError() : ERROR_SUCCESS;
+          },
+          Held);
+      ScopedHandle inPlace(opened);
+      if (!inPlace.valid()) RaiseFor("Cannot write", target, error);
       WriteAll(inPlace.get(), bytes, target);
       if (!CloseHandle(inPlace.release())) RaiseLastFor("Cannot write", target);
       return;
@@ -188,9 +209,14 @@ void WriteFileBytes(const std::string& path, std::string_view bytes) {
     DeleteFileW(wideTemporary.c_str());
     throw;
   }
-  if (!MoveFileExW(wideTemporary.c_str(), WideFromUtf8(target).c_str(),
-                   MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
-    const DWORD error = GetLastError();
+  const std::wstring wideTarget = WideFromUtf8(target);
+  const DWORD error = RetryWhileHeld(
+      [&] {
+        return ErrorOf(MoveFileExW(wideTemporary.c_str(), wideTarget.c_str(),
+                                   MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH));
+      },
+      Held);
+  if (error != ERROR_SUCCESS) {
     DeleteFileW(wideTemporary.c_str());
     RaiseFor("Cannot replace", target, error);
   }
@@ -220,15 +246,22 @@ void ReadFilePieces(const std::string& path,
 }
 
 void RenameFile(const std::string& from, const std::string& to) {
-  if (!MoveFileExW(WideFromUtf8(from).c_str(), WideFromUtf8(to).c_str(),
-                   MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
-    RaiseLastFor("Cannot rename to '" + to + "'", from);
+  const std::wstring wideFrom = WideFromUtf8(from);
+  const std::wstring wideTo = WideFromUtf8(to);
+  const DWORD error = RetryWhileHeld(
+      [&] {
+        return ErrorOf(MoveFileExW(wideFrom.c_str(), wideTo.c_str(),
+                                   MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH));
+      },
+      Held);
+  if (error != ERROR_SUCCESS) RaiseFor("Cannot rename to '" + to + "'", from, error);
 }
 
 void RemoveFile(const std::string& path) {
-  if (DeleteFileW(WideFromUtf8(path).c_str())) return;
-  const DWORD error = GetLastError();
-  if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) return;
+  const std::wstring wide = WideFromUtf8(path);
+  const DWORD error = RetryWhileHeld([&] { return ErrorOf(DeleteFileW(wide.c_str())); }, Held);
+  if (error == ERROR_SUCCESS || error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND)
+    return;
   RaiseFor("Cannot remove", path, error);
 }
 

@@ -5,6 +5,9 @@
 #include "platform/Exception.h"
 #include "platform/FileSystem.h"
 #include "tests/support/TempFolder.h"
+#if defined(_WIN32)
+#include "tests/support/HeldFile.h"
+#endif
 
 namespace rotalis {
 namespace {
@@ -123,6 +126,27 @@ TEST(IniFile, UnreadableFilesReadAsMissingAndStayAsTheyAre) {
   platform::CreateDirectories(dir / "folder.ini");
   readsAsMissingAndIsKept(dir / "folder.ini");
 }
+
+#if defined(_WIN32)
+// An antivirus or another workstation reading the file refuses its
+// replacement for a moment: the write waits for it, and only a hold that
+// outlasts its patience fails it, leaving the file and the folder as they were.
+TEST(IniFile, AFileHeldByAnotherProgramIsReplacedOnceLetGo) {
+  test::TempFolder dir;
+  const std::string path = dir.Write("kelvaERP.ini", "[posi]\r\nservidor=db\r\n");
+  {
+    const test::HeldFile holder(path);
+    EXPECT_THROW(IniFile(path).WriteString("posi", "Versao", "1"), Exception);
+  }
+  EXPECT_EQ(dir.Read("kelvaERP.ini"), "[posi]\r\nservidor=db\r\n");
+  EXPECT_EQ(platform::ListDirectory(dir.Path()).size(), 1u);
+
+  test::HeldFile holder(path);
+  holder.ReleaseAfter(std::chrono::milliseconds(400));
+  IniFile(path).WriteString("posi", "Versao", "25285014");
+  EXPECT_EQ(dir.Read("kelvaERP.ini"), "[posi]\r\nservidor=db\r\nVersao=25285014\r\n");
+}
+#endif
 
 }  // namespace
 }  // namespace rotalis

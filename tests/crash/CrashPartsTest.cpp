@@ -23,6 +23,9 @@
 #include "platform/Symbolizer.h"
 #include "rotalis/EDBEditError.h"
 #include "tests/support/TempFolder.h"
+#if defined(_WIN32)
+#include "tests/support/HeldFile.h"
+#endif
 #include "tests/support/mantis/MantisFixtureServer.h"
 #include "ui/console/ConsoleCrashUi.h"
 
@@ -252,6 +255,21 @@ TEST(ReportFileTest, ReportsAppendedAtOnceAreAllKeptWhole) {
   // Sent reports go only while no other report has joined them.
   RemoveSentReports(path, text.substr(1500));
   EXPECT_EQ(platform::ReadFileBytes(path), text);
+  RemoveSentReports(path, text);
+  EXPECT_FALSE(platform::FileExists(path));
+}
+
+// Application folders are named in Portuguese; on Windows the name must reach
+// the system as UTF-16, or the sent report is never found to be removed.
+TEST(ReportFileTest, SentReportsAreRemovedFromAFolderNamedWithAccents) {
+  test::TempFolder folder("Gestão-Fiscal");
+  const std::string path = folder / "bugreport.txt";
+  const std::string text = AppendReport(path, ReportOfSize(1, 1500), 100000);
+#if defined(_WIN32)
+  // Held by a scan as the submission ends: removed once it lets go.
+  test::HeldFile holder(path);
+  holder.ReleaseAfter(std::chrono::milliseconds(300));
+#endif
   RemoveSentReports(path, text);
   EXPECT_FALSE(platform::FileExists(path));
 }
