@@ -102,7 +102,9 @@ int RunAndWait(ui::Application& app, const std::string& path, const std::string&
   try {
     child.emplace(platform::StartProcess(path, arguments));
   } catch (const Exception& error) {
-    app.ShowMessage(error.what());
+    // The system's text alone ("Permission denied") does not say which of
+    // the cached installers it is about.
+    app.ShowMessage("Não foi possível iniciar o instalador " + path + ": " + error.what());
     return -1;
   }
   while (!child->WaitFor(kWaitSliceMs)) app.ProcessMessages();

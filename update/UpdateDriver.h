@@ -30,8 +30,8 @@ std::string DigitsOnly(const std::string& text);
 
 // Starts the program with the argument text and waits for it to end, letting
 // the application process its messages every 50 ms. A program that cannot be
-// started is reported in a message box with the system's text. Always
-// returns -1.
+// started is reported in a message box that names it and gives the system's
+// text. Always returns -1.
 int RunAndWait(ui::Application& app, const std::string& path, const std::string& arguments);
 
 }  // namespace rotalis

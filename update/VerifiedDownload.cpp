@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "net/HttpTransport.h"
+#include "platform/ChildProcess.h"
 #include "platform/Exception.h"
 #include "platform/FileSystem.h"
 #include "platform/OutputFile.h"
@@ -165,6 +166,9 @@ void DownloadVerifiedUpdateFile(ui::Application& app, const std::string& base,
     AsRefusal([&] { VerifyInstallerFile(partPath, signature, publicKey); });
     // The signature lands first: an installer in the cache always has its own.
     platform::WriteFileBytes(SignaturePathFor(localPath), signature);
+    // A ".part" kept from an earlier start has whatever permissions it was
+    // given then; the installer must start like one downloaded whole now.
+    platform::MakeExecutable(partPath);
     platform::RenameFile(partPath, localPath);
   } catch (const VerificationFailure& refusal) {
     try {

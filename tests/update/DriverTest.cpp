@@ -25,7 +25,9 @@
 namespace rotalis::test {
 namespace {
 
+using ::testing::AllOf;
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
@@ -180,7 +182,8 @@ TEST_F(DriverTest, InstallerThatCannotStartIsReportedAndTheNextRuns) {
 
   UpdateInstallation(ui, here);
 
-  EXPECT_THAT(ui.messages, ElementsAre(refusal));
+  EXPECT_THAT(ui.messages,
+              ElementsAre(AllOf(HasSubstr("Setup_1.02.3.9.exe"), EndsWith(": " + refusal))));
   EXPECT_THAT(RunNames(), ElementsAre("Setup_1.02.4.0.exe"));
   EXPECT_EQ(ui.terminateCalls, 2);
 }

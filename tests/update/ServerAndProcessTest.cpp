@@ -68,19 +68,23 @@ TEST_F(RunAndWaitTest, NoShellInterpretsTheArguments) {
   EXPECT_FALSE(Exists("x"));
 }
 
-TEST_F(RunAndWaitTest, StartFailureShowsTheSystemText) {
+TEST_F(RunAndWaitTest, StartFailureNamesTheInstallerAndGivesTheSystemText) {
   EXPECT_EQ(RunAndWait(ui, app / "missing.exe", ""), -1);
   app.Write("plain.exe", "not a program");
 
   RunAndWait(ui, app / "plain.exe", "");
 
+  const std::string start = "Não foi possível iniciar o instalador ";
 #if defined(_WIN32)
   // A file that is no program is ERROR_BAD_FORMAT in the shell's own reason
   // (hInstApp), which is what is left when it cannot show its error box.
-  EXPECT_THAT(ui.messages, ElementsAre(platform::WindowsErrorMessage(ERROR_FILE_NOT_FOUND),
-                                       platform::WindowsErrorMessage(ERROR_BAD_FORMAT)));
+  EXPECT_THAT(ui.messages, ElementsAre(start + app / "missing.exe" + ": " +
+                                           platform::WindowsErrorMessage(ERROR_FILE_NOT_FOUND),
+                                       start + app / "plain.exe" + ": " +
+                                           platform::WindowsErrorMessage(ERROR_BAD_FORMAT)));
 #else
-  EXPECT_THAT(ui.messages, ElementsAre("No such file or directory", "Permission denied"));
+  EXPECT_THAT(ui.messages, ElementsAre(start + app / "missing.exe" + ": No such file or directory",
+                                       start + app / "plain.exe" + ": Permission denied"));
 #endif
 }
 
