@@ -37,6 +37,19 @@ bool Held(DWORD error) {
 // ERROR_SUCCESS when the call succeeded, else its last error, for RetryWhileHeld.
 DWORD ErrorOf(BOOL succeeded) { return succeeded ? ERROR_SUCCESS : GetLastError(); }
 
+// Renames `from` to `to` over a file of that name, waiting while either is
+// held; ERROR_SUCCESS or the error that stands.
+DWORD MoveReplacing(const std::string& from, const std::string& to) {
+  const std::wstring wideFrom = WideFromUtf8(from);
+  const std::wstring wideTo = WideFromUtf8(to);
+  return RetryWhileHeld(
+      [&] {
+        return ErrorOf(MoveFileExW(wideFrom.c_str(), wideTo.c_str(),
+                                   MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH));
+      },
+      Held);
+}
+
 // Attributes of what the path names, links followed (GetFileAttributesW
 // describes a link itself, so a linked file is opened to ask).
 bool AttributesOf(const std::string& path, DWORD& attributes) {
@@ -209,13 +222,7 @@ void WriteFileBytes(const std::string& path, std::string_view bytes) {
     DeleteFileW(wideTemporary.c_str());
     throw;
   }
-  const std::wstring wideTarget = WideFromUtf8(target);
-  const DWORD error = RetryWhileHeld(
-      [&] {
-        return ErrorOf(MoveFileExW(wideTemporary.c_str(), wideTarget.c_str(),
-                                   MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH));
-      },
-      Held);
+  const DWORD error = MoveReplacing(temporary, target);
   if (error != ERROR_SUCCESS) {
     DeleteFileW(wideTemporary.c_str());
     RaiseFor("Cannot replace", target, error);
@@ -246,14 +253,7 @@ void ReadFilePieces(const std::string& path,
 }
 
 void RenameFile(const std::string& from, const std::string& to) {
-  const std::wstring wideFrom = WideFromUtf8(from);
-  const std::wstring wideTo = WideFromUtf8(to);
-  const DWORD error = RetryWhileHeld(
-      [&] {
-        return ErrorOf(MoveFileExW(wideFrom.c_str(), wideTo.c_str(),
-                                   MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH));
-      },
-      Held);
+  const DWORD error = MoveReplacing(from, to);
   if (error != ERROR_SUCCESS) RaiseFor("Cannot rename to '" + to + "'", from, error);
 }
 

@@ -6,6 +6,12 @@
 #include "platform/FileSystem.h"
 #include "platform/Paths.h"
 #include "tests/support/TempFolder.h"
+#if !defined(_WIN32)
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/Process.h"
+#endif
 
 namespace rotalis::platform {
 namespace {
@@ -39,6 +45,47 @@ TEST(FileSystem, WritesWholeFilesAndCreatesFolders) {
   EXPECT_THROW(CreateDirectories(dir / "a/b/c/f/under-a-file"), Exception);
   EXPECT_THROW(ReadFileBytes(dir / "missing"), Exception);
 }
+
+#if !defined(_WIN32)
+// A program file refuses writes while it runs (ETXTBSY), as a file on a
+// mounted Windows share refuses them while another client holds it (EBUSY):
+// the write waits for the end instead of failing. The file lies in a folder
+// that takes no new file, so it is rewritten in place, where the refusal
+// comes; the writer is not root, for whom no folder is ever closed.
+TEST(FileSystem, AProgramFileInUseIsRewrittenOnceItEnds) {
+  namespace fs = std::filesystem;
+  constexpr uid_t kNobody = 65534;
+  test::TempFolder dir;
+  fs::permissions(dir.Path(), fs::perms::all);
+  CreateDirectories(dir / "locked");
+  const std::string program = dir / "locked/sleeper";
+  fs::copy_file("/bin/sleep", program);
+  fs::permissions(program, fs::perms::all);
+  fs::permissions(dir / "locked", fs::perms::owner_read | fs::perms::owner_exec |
+                                      fs::perms::group_read | fs::perms::group_exec |
+                                      fs::perms::others_read | fs::perms::others_exec);
+
+  ChildProcess running = StartProcess(program, "0.4");
+  const pid_t writer = fork();
+  ASSERT_GE(writer, 0);
+  if (writer == 0) {
+    if (geteuid() == 0 && setuid(kNobody) != 0) _exit(2);
+    try {
+      WriteFileBytes(program, "replaced");
+    } catch (...) {
+      _exit(1);
+    }
+    _exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(writer, &status, 0), writer);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  EXPECT_TRUE(running.WaitFor(0));  // it had ended before the write went through
+  // Only a piece: the program's own bytes make an unreadable failure.
+  EXPECT_EQ(ReadFileBytes(program).substr(0, 64), "replaced");
+  fs::permissions(dir / "locked", fs::perms::all);
+}
+#endif
 
 }  // namespace
 }  // namespace rotalis::platform
