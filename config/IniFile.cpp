@@ -1,6 +1,5 @@
 #include "config/IniFile.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "platform/AsciiCase.h"
@@ -73,30 +72,6 @@ std::string_view Unquote(std::string_view value) {
       value.back() == value.front())
     return value.substr(1, value.size() - 2);
   return value;
-}
-
-// Simple lower-case mapping of the letters a configuration file in a Western
-// code page can hold (Latin-1, Latin Extended-A, Greek, Cyrillic): Windows
-// compares profile names ignoring case beyond ASCII too.
-char32_t FoldCase(char32_t c) {
-  if (c < 0x80) return static_cast<unsigned char>(platform::AsciiLower(static_cast<char>(c)));
-  if (c >= 0xC0 && c <= 0xDE && c != 0xD7) return c + 0x20;
-  if (c == 0x130) return 'i';
-  if (c == 0x178) return 0xFF;
-  if ((c >= 0x100 && c <= 0x12F) || (c >= 0x132 && c <= 0x137) || (c >= 0x14A && c <= 0x177))
-    return c | 1;
-  if ((c >= 0x139 && c <= 0x148) || (c >= 0x179 && c <= 0x17E)) return (c & 1) ? c + 1 : c;
-  if (c >= 0x391 && c <= 0x3AB && c != 0x3A2) return c + 0x20;
-  if (c >= 0x410 && c <= 0x42F) return c + 0x20;
-  if (c >= 0x400 && c <= 0x40F) return c + 0x50;
-  return c;
-}
-
-bool SameName(std::string_view a, std::string_view b) {
-  if (IsAscii(a) && IsAscii(b)) return platform::EqualsIgnoringAsciiCase(a, b);
-  const std::u32string x = CodePointsOf(a), y = CodePointsOf(b);
-  return std::equal(x.begin(), x.end(), y.begin(), y.end(),
-                    [](char32_t p, char32_t q) { return FoldCase(p) == FoldCase(q); });
 }
 
 // UTF-16 (without BOM, even length) to UTF-8; a lone surrogate reads as
@@ -235,7 +210,8 @@ std::string IniFile::LineBreak() const {
 std::size_t IniFile::FindSection(std::string_view section) const {
   for (std::size_t i = 0; i < lines_.size(); ++i) {
     std::string_view name;
-    if (SectionName(lines_[i].text, name) && SameName(name, Trim(section))) return i;
+    if (SectionName(lines_[i].text, name) && platform::EqualsIgnoringAsciiCase(name, Trim(section)))
+      return i;
   }
   return std::string::npos;
 }
@@ -250,7 +226,7 @@ std::size_t IniFile::FindKey(std::size_t sectionLine, std::string_view key,
     if (SectionName(lines_[i].text, name)) break;
     if (!Trim(lines_[i].text).empty()) end = i + 1;
     if (found == std::string::npos && KeyLine(lines_[i].text, name, value, hasValue) &&
-        SameName(name, Trim(key)))
+        platform::EqualsIgnoringAsciiCase(name, Trim(key)))
       found = i;
   }
   return found;

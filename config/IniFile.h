@@ -1,7 +1,7 @@
 #pragma once
 // A Windows profile (INI) file, read and written by the rules of the Windows
 // profile functions: CR, LF and CRLF end lines; section and key names compared
-// ignoring case, the first matching section and key win; blanks (space, tab,
+// ignoring ASCII case, the first matching section and key win; blanks (space, tab,
 // VT, FF, ^Z) around names and values trimmed; a NUL ends a name or a value;
 // one pair of enclosing quotes removed from a value; a ";" line is a key no one
 // asks for (so, in effect, a comment); and a missing file, section or key, or
