@@ -30,12 +30,18 @@ std::string Latin1ToUtf8(const std::string& bytes) {
   return out;
 }
 
-bool Latin1Charset(const std::string& charset) {
-  return charset == "iso-8859-1" || charset == "latin1" || charset == "iso8859-1";
+// The names and aliases registered for each single-byte charset, lower-cased.
+bool Latin1Charset(std::string_view charset) {
+  static constexpr std::string_view kNames[] = {
+      "iso-8859-1", "iso_8859-1", "iso_8859-1:1987", "iso-ir-100", "latin1",   "l1",
+      "ibm819",     "cp819",      "csisolatin1",     "iso8859-1",  "iso88591", "iso8859_1"};
+  return std::ranges::find(kNames, charset) != std::end(kNames);
 }
 
-bool Windows1252Charset(const std::string& charset) {
-  return charset == "windows-1252" || charset == "cp1252";
+bool Windows1252Charset(std::string_view charset) {
+  static constexpr std::string_view kNames[] = {"windows-1252", "cp1252", "x-cp1252", "ms-ansi",
+                                                "cswindows1252"};
+  return std::ranges::find(kNames, charset) != std::end(kNames);
 }
 
 std::string Decode(const std::string& bytes, const std::string& charset) {
@@ -74,23 +80,35 @@ std::string MimeTypeOf(const std::string& contentType) {
 }
 
 std::string CharsetOf(const std::string& contentType) {
+  // Parameters are name=value pairs after the MIME type, split at ";" outside
+  // quoted strings, where a backslash escapes the character after it.
   std::string_view rest(contentType);
-  while (true) {
-    const auto semicolon = rest.find(';');
-    if (semicolon == std::string_view::npos) return {};
-    rest.remove_prefix(semicolon + 1);
-    const auto parameter = Trim(rest.substr(0, rest.find(';')));
-    const auto equals = parameter.find('=');
-    if (equals == std::string_view::npos ||
-        platform::AsciiLowered(Trim(parameter.substr(0, equals))) != "charset") {
-      continue;
+  rest.remove_prefix(std::min(rest.size(), rest.find(';')));
+  while (!rest.empty()) {
+    rest.remove_prefix(1);  // the ";"
+    const auto nameEnd = rest.find_first_of("=;");
+    const std::string name = platform::AsciiLowered(Trim(rest.substr(0, nameEnd)));
+    if (nameEnd == std::string_view::npos) break;
+    rest.remove_prefix(nameEnd);
+    if (rest.front() == ';') continue;
+    rest.remove_prefix(1);  // the "="
+    rest.remove_prefix(std::min(rest.size(), rest.find_first_not_of(" \t")));
+    std::string value;
+    if (!rest.empty() && rest.front() == '"') {
+      std::size_t i = 1;
+      for (; i < rest.size() && rest[i] != '"'; ++i) {
+        if (rest[i] == '\\' && i + 1 < rest.size()) ++i;
+        value += rest[i];
+      }
+      rest.remove_prefix(std::min(rest.size(), rest.find(';', i)));
+    } else {
+      const auto end = rest.find(';');
+      value = Trim(rest.substr(0, end));
+      rest.remove_prefix(std::min(rest.size(), end));
     }
-    auto value = Trim(parameter.substr(equals + 1));
-    if (value.size() >= 2 && value.front() == '"' && value.back() == '"') {
-      value = value.substr(1, value.size() - 2);
-    }
-    return platform::AsciiLowered(value);
+    if (name == "charset") return platform::AsciiLowered(Trim(value));
   }
+  return {};
 }
 
 namespace {

@@ -54,8 +54,9 @@ ASAN_OPTIONS=detect_leaks=1:abort_on_error=1:detect_stack_use_after_return=1 UBS
   build_and_test build/asan -DCMAKE_BUILD_TYPE=Debug -DROTALIS_SANITIZE=ON
 
 # The clang build compiles every target, so that clang's warnings are errors too,
-# then runs ExtractJsonObject and the signature file parser under libFuzzer for
-# a bounded time each; a crash, a leak or any sanitizer report stops the fuzzer
+# then runs ExtractJsonObject, the signature file parser, the configuration
+# file, the rule answer reader and ISO dates under libFuzzer for a bounded time
+# each; a crash, a leak or any sanitizer report stops the fuzzer
 # with a non-zero status and fails the script.
 fuzz_dir=build/fuzz
 loopback_deployment "$root/$fuzz_dir"
@@ -72,6 +73,15 @@ rm -rf "$fuzz_dir/corpus-signature" && mkdir -p "$fuzz_dir/corpus-signature"
 cp fuzz/corpus/signature_file/* "$fuzz_dir/corpus-signature/"
 "$fuzz_dir/fuzz/fuzz_signature_file" -max_total_time=30 -rss_limit_mb=2048 \
   -artifact_prefix="$fuzz_dir/signature-" "$fuzz_dir/corpus-signature"
+# 30 s each: the configuration file's write-and-read-back round trip, the
+# one-pass rule answer reader against the parsed tree, and ISO dates against
+# the standard library's calendar.
+for target in ini_file rule_answer iso_date; do
+  rm -rf "$fuzz_dir/corpus-$target" && mkdir -p "$fuzz_dir/corpus-$target"
+  cp "fuzz/corpus/$target"/* "$fuzz_dir/corpus-$target/"
+  "$fuzz_dir/fuzz/fuzz_$target" -max_total_time=30 -rss_limit_mb=2048 \
+    -artifact_prefix="$fuzz_dir/$target-" "$fuzz_dir/corpus-$target"
+done
 
 # The closing lines count every case of the three test runs from their own
 # records (the fuzzer's output would otherwise end the log).

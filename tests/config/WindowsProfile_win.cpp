@@ -18,4 +18,12 @@ std::string WindowsProfileString(const std::string& path, const std::string& sec
   return platform::Utf8FromWide(std::wstring_view(buffer.data(), length));
 }
 
+bool WindowsWriteProfileString(const std::string& path, const std::string& section,
+                               const std::string& key, const std::string& value) {
+  using platform::WideFromUtf8;
+  return WritePrivateProfileStringW(WideFromUtf8(section).c_str(), WideFromUtf8(key).c_str(),
+                                    WideFromUtf8(value).c_str(),
+                                    WideFromUtf8(path).c_str()) != FALSE;
+}
+
 }  // namespace rotalis::test
