@@ -17,6 +17,11 @@ struct Deployment {
   // Empty: installers are run as downloaded. Set: only installers signed with
   // its key reach the cache and are run.
   std::string updatePublicKey{};
+  // ROTALIS_OFFLINE_GRACE_HOURS: 0, nothing changes. Above 0: complete rule
+  // synchronisations are recorded in table nrtsync, and a start whose cloud
+  // cannot be reached goes on with the rules of a synchronisation younger
+  // than this many hours, after telling the user.
+  int offlineGraceHours = 0;
 
   // The values this program was built with.
   static const Deployment& Compiled();

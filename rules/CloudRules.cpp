@@ -6,7 +6,7 @@
 
 namespace rotalis {
 
-std::string FetchRulesByCnpj(const Deployment& deployment, const std::string& cnpj) {
+CloudAnswer FetchCloudAnswer(const Deployment& deployment, const std::string& cnpj) {
   auto request = net::TRequest::New();
   request->BaseURL(deployment.cloudUrl)
       .AddParam("cnpj", cnpj, net::pkQUERY, {})
@@ -14,12 +14,19 @@ std::string FetchRulesByCnpj(const Deployment& deployment, const std::string& cn
       .AddHeader("Accept", "application/json", {})
       .CaFile(deployment.cloudCaFile);
   auto response = request->Get();
+  CloudAnswer answer{response->StatusCode(), response->StatusText(), {}};
   // Compared as it came, byte for byte: the service marks "no rules" with
   // this one body, and any other text, even the same JSON spaced differently,
   // is an answer to parse.
-  if (response->Content() == kNoRecordsFound) return {};
+  answer.noRecords = response->Content() == kNoRecordsFound;
+  if (answer.noRecords) return answer;
   // Moved out rather than copied: a large answer is held once.
-  return response->TakeContent();
+  answer.body = response->TakeContent();
+  return answer;
+}
+
+std::string FetchRulesByCnpj(const Deployment& deployment, const std::string& cnpj) {
+  return FetchCloudAnswer(deployment, cnpj).body;
 }
 
 std::optional<RuleList> ExtractRuleList(const std::string& body, const std::string& member) {

@@ -14,11 +14,22 @@ namespace rotalis {
 // The exact answer by which the service says it holds no rules for the company.
 inline constexpr const char* kNoRecordsFound = R"({"error":"No records found"})";
 
+// What the service answered: its status and the body FetchRulesByCnpj hands on.
+struct CloudAnswer {
+  int status = 0;
+  std::string statusText;  // the reason phrase, e.g. "Service Unavailable"
+  std::string body;        // empty text for exactly kNoRecordsFound
+  bool noRecords = false;  // the body was exactly kNoRecordsFound
+};
+
 // GET deployment.cloudUrl?cnpj=<cnpj> with the deployment's bearer token and
-// "Accept: application/json"; the body as text, or empty text when it is
-// exactly kNoRecordsFound. The CNPJ goes as it stands (a blank one sends no
-// "cnpj" at all) and the HTTP status is not looked at: only the body counts.
-// Transport failures raise net::ERESTException.
+// "Accept: application/json". The CNPJ goes as it stands (a blank one sends no
+// "cnpj" at all). Transport failures raise net::ERESTException; an HTTP status
+// never raises.
+CloudAnswer FetchCloudAnswer(const Deployment& deployment, const std::string& cnpj);
+
+// The body of FetchCloudAnswer: the HTTP status is not looked at, only the
+// body counts.
 std::string FetchRulesByCnpj(const Deployment& deployment, const std::string& cnpj);
 
 // The rule array of a body that is either an array of records or an object

@@ -12,10 +12,12 @@
 #include "db/TDbConnection.h"
 #include "db/TDbQuery.h"
 #include "db/TMySQLProvider.h"
+#include "net/RESTException.h"
 #include "rules/CloudRules.h"
 #include "rules/RuleImport.h"
 #include "rules/RuleImportLock.h"
 #include "rules/RuleTable.h"
+#include "rules/SyncRecord.h"
 
 namespace rotalis {
 
@@ -55,6 +57,33 @@ std::string CompanyCnpj(TDbQuery& query) {
   return cnpj;
 }
 
+// "o serviço de regras respondeu HTTP 503 Service Unavailable"; HTTP/2
+// carries no reason phrase.
+std::string ServerErrorText(const CloudAnswer& answer) {
+  std::string text = "o serviço de regras respondeu HTTP " + std::to_string(answer.status);
+  if (!answer.statusText.empty()) text += " " + answer.statusText;
+  return text;
+}
+
+// The cloud could not be reached (`why`): with an offline grace and a
+// complete synchronisation of this company younger than it, the user is told
+// and the start goes on with the rules in the table. False otherwise, a
+// failed look-up included: the start then ends as it would without a grace.
+bool GoOnWithRecentRules(ui::Application& app, TDbConnection& connection, const std::string& cnpj,
+                         int graceHours, const std::string& why) {
+  if (graceHours <= 0) return false;
+  std::optional<std::string> when;
+  try {
+    when = RecentCompleteSync(connection, cnpj, graceHours);
+  } catch (const std::exception&) {
+    return false;
+  }
+  if (!when) return false;
+  app.ShowMessage("Não foi possível atualizar as regras fiscais: " + why +
+                  "\nAs regras em uso são as da última sincronização completa, em " + *when + ".");
+  return true;
+}
+
 }  // namespace
 
 void SyncTaxRules(ui::Application& app, const Installation& here) {
@@ -71,14 +100,33 @@ void SyncTaxRules(ui::Application& app, const Installation& here) {
   // The cloud may take long; no server session is held open meanwhile. The
   // next statement reconnects.
   connection.SetConnected(false);
+  const int grace = here.deployment.offlineGraceHours;
+  // Only an answer the service meant, every record of it written, counts as
+  // a complete synchronisation: a server error never does.
+  bool meant = false;
+  const auto recordComplete = [&] {
+    if (grace > 0 && meant) RecordCompleteSync(connection, cnpj);
+  };
   std::optional<RuleList> list;
   {
+    CloudAnswer answer;
+    try {
+      answer = FetchCloudAnswer(here.deployment, cnpj);
+    } catch (const net::ERESTException& failure) {
+      if (GoOnWithRecentRules(app, connection, cnpj, grace, failure.what())) return;
+      throw;
+    }
+    if (answer.status >= 500 &&
+        GoOnWithRecentRules(app, connection, cnpj, grace, ServerErrorText(answer)))
+      return;
+    meant = answer.status < 500;
+    if (answer.noRecords) return recordComplete();
+    if (answer.body.empty()) return;
     // The body goes as soon as it is parsed: a large answer is held once, as JSON.
-    const std::string body = FetchRulesByCnpj(here.deployment, cnpj);
-    if (body.empty()) return;
-    list = ExtractRuleList(body);
+    list = ExtractRuleList(answer.body);
   }
-  if (!list || list->empty()) return;
+  if (!list) return;
+  if (list->empty()) return recordComplete();
 
   // Held from the migration to the last row: a workstation that waited reads
   // the rows the one before it wrote, and updates them instead of inserting.
@@ -88,6 +136,7 @@ void SyncTaxRules(ui::Application& app, const Installation& here) {
   rules.SQL().SetText(kRuleSelect);
   rules.Open();
   ImportRules(rules, *list);
+  recordComplete();
 }
 
 }  // namespace rotalis

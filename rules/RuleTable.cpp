@@ -42,12 +42,14 @@ const char* const kRuleTableCreateSql =
     "PRIMARY KEY (nrtcodigo)) ENGINE = INNODB CHARACTER SET latin1 COLLATE latin1_swedish_ci "
     "ROW_FORMAT = DYNAMIC";
 
-void EnsureRuleTable(TDbQuery& query) {
-  query.SQL().SetText(kExistsSql + SqlString(kRuleTableName));
+void EnsureRuleTable(TDbQuery& query) { EnsureTable(query, kRuleTableName, kRuleTableCreateSql); }
+
+void EnsureTable(TDbQuery& query, const std::string& name, const char* createSql) {
+  query.SQL().SetText(kExistsSql + SqlString(name));
   query.Open();
   if (query.FieldByName("existe").AsInteger() == 0) {
     query.Close();
-    query.SQL().SetText(kRuleTableCreateSql);
+    query.SQL().SetText(createSql);
     query.ExecSQL();
   }
 }

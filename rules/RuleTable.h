@@ -16,6 +16,10 @@ extern const char* const kRuleTableCreateSql;
 // list it there; sends no CREATE when it exists.
 void EnsureRuleTable(TDbQuery& query);
 
+// The same for any table of the launcher's: `createSql` runs only when the
+// catalogue does not list `name` in the current database.
+void EnsureTable(TDbQuery& query, const std::string& name, const char* createSql);
+
 // Renames csFcodigo to csfcodigo and declares it VARCHAR(5) NOT NULL; harmless
 // on a table that already has that shape.
 void MigrateRuleTable(TDbQuery& query);

@@ -114,13 +114,17 @@ class CloudEnvironment : public ::testing::Environment {
   std::unique_ptr<CompiledCloud> cloud_;
 };
 
-}  // namespace
-
-CompiledCloud& SharedCloud() {
+CloudEnvironment& SharedEnvironment() {
   // gtest owns and deletes registered environments.
   static CloudEnvironment* environment =
       static_cast<CloudEnvironment*>(::testing::AddGlobalTestEnvironment(new CloudEnvironment));
-  return environment->Get();
+  return *environment;
 }
+
+}  // namespace
+
+CompiledCloud& SharedCloud() { return SharedEnvironment().Get(); }
+
+void StopSharedCloud() { SharedEnvironment().TearDown(); }
 
 }  // namespace rotalis::test

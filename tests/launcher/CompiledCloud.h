@@ -38,5 +38,8 @@ class CompiledCloud {
 // The instance of this test program, started on first use and stopped when
 // the program ends.
 CompiledCloud& SharedCloud();
+// Stops that instance now, as when the service goes away; the next
+// SharedCloud() starts a fresh one, which has forgotten every body set.
+void StopSharedCloud();
 
 }  // namespace rotalis::test

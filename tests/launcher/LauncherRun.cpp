@@ -66,11 +66,13 @@ std::unique_ptr<TempFolder> DigitFreeTempFolder() {
 
 }  // namespace
 
-LauncherFolder::LauncherFolder(const std::string& cnpj)
-    : temp_(DigitFreeTempFolder()), folder_(*temp_ / kAppFolderName) {
+LauncherFolder::LauncherFolder(const std::string& cnpj, const std::string& launcher)
+    : temp_(DigitFreeTempFolder()),
+      // The build's paths are compiled in as host paths.
+      launcher_(LocalPath(launcher.empty() ? ROTALIS_LAUNCHER_EXE : launcher)),
+      folder_(*temp_ / kAppFolderName) {
   platform::CreateDirectories(folder_);
-  // The build's paths are compiled in as host paths.
-  CopyFile(LocalPath(ROTALIS_LAUNCHER_EXE), folder_ + kLauncherName);
+  CopyFile(launcher_, folder_ + kLauncherName);
   platform::MakeExecutable(folder_ + kLauncherName);
 
   MariaDbServer& server = SharedMariaDb();
@@ -98,7 +100,7 @@ void LauncherFolder::PutCrashWatcher() {
   CopyFile(watcher, folder_ + kWatcherName);
   platform::MakeExecutable(folder_ + kWatcherName);
   CopySymbolTable(watcher, folder_ + kWatcherName);
-  CopySymbolTable(LocalPath(ROTALIS_LAUNCHER_EXE), folder_ + kLauncherName);
+  CopySymbolTable(launcher_, folder_ + kLauncherName);
 }
 
 std::string LauncherFolder::InstallerScript() {

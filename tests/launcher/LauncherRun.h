@@ -31,8 +31,9 @@ struct LauncherRun {
 
 class LauncherFolder {
  public:
-  // The company's document is `cnpj` (digits only, see CompiledCloud).
-  explicit LauncherFolder(const std::string& cnpj = kCompanyCnpj);
+  // The company's document is `cnpj` (digits only, see CompiledCloud). The
+  // launcher is the build's own unless `launcher` names another build of it.
+  explicit LauncherFolder(const std::string& cnpj = kCompanyCnpj, const std::string& launcher = "");
 
   // The application folder, with trailing separator. Its path holds no digit
   // besides the ones the test adds: installer numbers are read from the whole
@@ -72,6 +73,7 @@ class LauncherFolder {
   std::string TakeMarker() const;
 
   std::unique_ptr<TempFolder> temp_;
+  std::string launcher_;
   std::string folder_;
   std::string database_;
 };
