@@ -2,11 +2,14 @@
 
 #include <windows.h>
 
+#include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/AsciiCase.h"
 #include "platform/Exception.h"
+#include "platform/ScopedHandle_win.h"
 #include "platform/WideText_win.h"
 
 namespace rotalis::platform {
@@ -47,6 +50,66 @@ std::vector<std::string> MissingImports(const std::string& path) {
   return missing;
 }
 
+// The machine a PE file is built for, read from its headers; nothing when the
+// file cannot be read or is no PE file (the loader then says what is wrong).
+std::optional<WORD> FileMachine(const std::string& path) {
+  const ScopedHandle file(CreateFileW(WideFromUtf8(path).c_str(), GENERIC_READ,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  if (!file.valid()) return std::nullopt;
+  const auto readAt = [&](LONG offset, void* into, DWORD size) {
+    DWORD read = 0;
+    return SetFilePointer(file.get(), offset, nullptr, FILE_BEGIN) != INVALID_SET_FILE_POINTER &&
+           ReadFile(file.get(), into, size, &read, nullptr) && read == size;
+  };
+  IMAGE_DOS_HEADER dos{};
+  if (!readAt(0, &dos, sizeof dos) || dos.e_magic != IMAGE_DOS_SIGNATURE || dos.e_lfanew < 0)
+    return std::nullopt;
+  struct {
+    DWORD signature;
+    IMAGE_FILE_HEADER header;
+  } pe{};
+  if (!readAt(dos.e_lfanew, &pe, sizeof pe) || pe.signature != IMAGE_NT_SIGNATURE)
+    return std::nullopt;
+  return pe.header.Machine;
+}
+
+WORD OwnMachine() {
+  const auto* base = reinterpret_cast<const BYTE*>(GetModuleHandleW(nullptr));
+  const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
+  return reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew)->FileHeader.Machine;
+}
+
+std::string MachineName(WORD machine) {
+  switch (machine) {
+    case IMAGE_FILE_MACHINE_I386:
+      return "Windows de 32 bits (x86)";
+    case IMAGE_FILE_MACHINE_AMD64:
+      return "Windows de 64 bits (x64)";
+    case IMAGE_FILE_MACHINE_ARM64:
+      return "Windows ARM de 64 bits (ARM64)";
+    case IMAGE_FILE_MACHINE_ARMNT:
+      return "Windows ARM de 32 bits";
+    case IMAGE_FILE_MACHINE_IA64:
+      return "Windows Itanium";
+    default: {
+      char code[8];
+      std::snprintf(code, sizeof code, "%04X", machine);
+      return std::string("outra máquina (tipo 0x") + code + ")";
+    }
+  }
+}
+
+// The loader refuses a library of another machine with a text that names
+// neither the file nor the machine; the user needs both to fetch the right one.
+void CheckMachine(const std::string& path) {
+  const auto machine = FileMachine(path);
+  if (!machine || *machine == OwnMachine()) return;
+  throw Exception("Não é possível carregar " + path + ": o arquivo foi feito para " +
+                  MachineName(*machine) + ", e este programa é de " + MachineName(OwnMachine()) +
+                  ".");
+}
+
 }  // namespace
 
 // The loader finds the library's own dependencies through PATH, which the
@@ -55,13 +118,14 @@ std::vector<std::string> MissingImports(const std::string& path) {
 // error box, hence the thread's error mode around the load.
 LoadedLibrary LoadedLibrary::LoadForProcess(const std::string& path,
                                             const std::vector<std::string>& dependencyFolders) {
+  CheckMachine(path);
   DWORD previousMode = 0;
   SetThreadErrorMode(SEM_FAILCRITICALERRORS | SEM_NOOPENFILEERRORBOX, &previousMode);
   HMODULE module = LoadLibraryW(WideFromUtf8(path).c_str());
   const DWORD error = GetLastError();
   SetThreadErrorMode(previousMode, nullptr);
   if (module == nullptr) {
-    std::string message = "Cannot load " + path + ": " + WindowsErrorMessage(error);
+    std::string message = "Cannot load " + path + ": " + WindowsErrorMessage(error, path);
     if (error == ERROR_MOD_NOT_FOUND) {
       std::string names;
       for (const std::string& name : MissingImports(path))

@@ -31,7 +31,7 @@ FileLock::FileLock(const std::string& path)
                                   OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE)
     throw Exception("Cannot open the lock file '" + path +
-                    "': " + WindowsErrorMessage(GetLastError()));
+                    "': " + WindowsErrorMessage(GetLastError(), path));
   handle_ = reinterpret_cast<std::intptr_t>(file);
 }
 
@@ -48,7 +48,7 @@ bool FileLock::TryLock() {
     locked_ = true;
   } else if (const DWORD error = GetLastError();
              error != ERROR_LOCK_VIOLATION && error != ERROR_IO_PENDING) {
-    throw Exception("Cannot lock '" + path_ + "': " + WindowsErrorMessage(error));
+    throw Exception("Cannot lock '" + path_ + "': " + WindowsErrorMessage(error, path_));
   }
   return locked_;
 }

@@ -19,7 +19,7 @@ namespace {
 constexpr DWORD kPieceSize = 256 * 1024;
 
 [[noreturn]] void RaiseFor(const std::string& what, const std::string& path, DWORD error) {
-  throw Exception(what + " '" + path + "': " + WindowsErrorMessage(error));
+  throw Exception(what + " '" + path + "': " + WindowsErrorMessage(error, path));
 }
 
 [[noreturn]] void RaiseLastFor(const std::string& what, const std::string& path) {

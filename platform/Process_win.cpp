@@ -86,7 +86,7 @@ ChildProcess StartProcess(const std::string& path, const std::string& arguments)
   request.lpParameters = parameters.c_str();
   request.lpDirectory = nullptr;
   request.nShow = SW_SHOWNORMAL;
-  if (!ShellExecuteExW(&request)) throw Exception(WindowsErrorMessage(StartFailure(request)));
+  if (!ShellExecuteExW(&request)) throw Exception(WindowsErrorMessage(StartFailure(request), path));
   // A start handed to a running program (DDE) gives no process to wait for.
   return ChildProcess(request.hProcess);
 }

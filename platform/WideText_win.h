@@ -13,8 +13,10 @@ std::wstring WideFromUtf8(std::string_view text);
 std::string Utf8FromWide(std::wstring_view text);
 
 // The system's message text for a Windows error code (GetLastError), without
-// the trailing line break; "Windows error N" when the system has none.
-std::string WindowsErrorMessage(unsigned long error);
+// the trailing line break; "Windows error N" when the system has none. The
+// text's "%1" names `subject` (the file the failed call was about); without
+// one, and for every other insert, the insert is left out.
+std::string WindowsErrorMessage(unsigned long error, std::string_view subject = {});
 
 // rotalis::Exception carrying `what` + ": " + the message of GetLastError().
 [[noreturn]] void RaiseLastError(const std::string& what);

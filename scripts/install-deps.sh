@@ -17,6 +17,7 @@ packages=(
   libdw-dev
   nginx-light openssl python3 ca-certificates curl procps locales
   wine wine64
+  gcc-mingw-w64-i686-posix  # only builds the 32-bit package the Windows tests refuse
 )
 missing=()
 for p in "${packages[@]}"; do

@@ -211,7 +211,27 @@ TEST_F(LauncherProgram, EndsTheStartUpWithAnErrorWhenThePackageCannotBeHosted) {
   EXPECT_EQ(broken.exitStatus, 1);
   EXPECT_NE(broken.errors.find("Cannot load " + package + ": "), std::string::npos)
       << broken.errors;
+  EXPECT_EQ(broken.errors.find("%1"), std::string::npos) << broken.errors;
 }
+
+#if defined(_WIN32)
+// The loader's own text for a package of another machine names neither the
+// file nor the machine ("Bad EXE format for %1").
+TEST_F(LauncherProgram, ThePackageOfA32BitBuildIsNamedWithItsMachine) {
+  LauncherFolder app;
+  app.PutPackage("x86", "Modulos");
+  const std::string package = platform::JoinPath(Modulos(app), "mrotalis.bpl");
+  const auto refused = app.Run();
+  EXPECT_EQ(refused.exitStatus, 1);
+  EXPECT_NE(refused.errors.find("Não é possível carregar " + package +
+                                ": o arquivo foi feito para Windows de 32 bits (x86), e este "
+                                "programa é de Windows de 64 bits (x64)."),
+            std::string::npos)
+      << refused.errors;
+  EXPECT_EQ(refused.errors.find("%1"), std::string::npos) << refused.errors;
+  EXPECT_EQ(refused.marker, "");
+}
+#endif
 
 // The package writes its marker the moment it is loaded, so an empty marker
 // proves it never was.

@@ -216,6 +216,41 @@ TEST_F(RuleSyncTest, SecondSyncUpdatesInPlaceInsertsNewAndKeepsVanishedRules) {
   EXPECT_TRUE(app_.messages.empty());
 }
 
+// The Windows build runs this same table: the rows are the same on both
+// systems, whatever each system's own time functions reach.
+TEST_F(RuleSyncTest, DatesAtTheEdgesOfTheCalendarAndOfSummerTimeGiveTheSameRows) {
+  const struct {
+    const char* start;
+    const char* end;
+    const char* startStored;
+    const char* endStored;
+  } cases[] = {
+      {"0001-01-01T12:00:00Z", "9999-12-31T00:00:00Z", "0001-01-01", "9999-12-30"},
+      {"1969-12-31T12:00:00Z", "9999-12-31", "1969-12-31", "9999-12-31"},
+      {"1900-01-01T12:00:00Z", "2038-01-19T03:14:08Z", "1900-01-01", "2038-01-19"},
+      {"2018-02-17T23:30:00Z", "2018-11-04T12:00:00Z", "2018-02-17", "2018-11-04"},
+      // Summer time (UTC-2) moves these across midnight: its last night, the
+      // hour before it began, and the summer carried over a new year.
+      {"2018-02-17T02:30:00Z", "2018-11-04T02:30:00Z", "2018-02-17", "2018-11-03"},
+      {"2019-01-01T02:30:00Z", "2019-11-10T02:30:00Z", "2019-01-01", "2019-11-09"},
+      {"3000-12-31T23:59:59-03:00", "9999-12-31T23:59:59-03:00", "3000-12-31", "9999-12-31"},
+  };
+  std::vector<net::Json> rules;
+  for (const auto& c : cases) {
+    rules.push_back(test::SampleRule(std::to_string(rules.size())));
+    rules.back()["data_inicio"] = c.start;
+    rules.back()["data_fim"] = c.end;
+  }
+  Answer(rules);
+  ASSERT_EQ(Sync(), "");
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    Row row = RowOf(std::to_string(i));
+    EXPECT_EQ(row["nrtdata_inicio"] + " " + row["nrtdata_fim"],
+              std::string(cases[i].startStored) + " " + cases[i].endStored)
+        << cases[i].start << " " << cases[i].end;
+  }
+}
+
 TEST_F(RuleSyncTest, NoRulesCreateTheTableButNeitherMigrateNorWrite) {
   for (const char* body : {R"({"error":"No records found"})", "[]", R"({"rows":[]})",
                            R"({"error":"Edge function crashed"})"}) {

@@ -2,11 +2,11 @@
 // The local time zone a test runs in, named the IANA way on every platform.
 //
 // The product converts to local time with the system's own means: the zone
-// database through TZ on Linux, the C runtime on Windows. That runtime knows
-// no zone names, only a fixed offset from UTC ("BRT3", "JST-9"), with northern
-// summer-time rules when a summer name follows; so on Windows a zone stands
-// for its standard offset and is right only for instants outside summer time.
-// Expectations that depend on a zone's history belong to the zone database.
+// database through TZ on Linux, the zone's own rules for each year on Windows
+// (chosen by its key name in TZ, else the system's zone). Both know São
+// Paulo's summer times; Windows knows a zone's history only from the first
+// year of its table on (for São Paulo 2000 under Wine), so expectations about
+// older summer times belong to the zone database.
 
 #include <string>
 
