@@ -6,6 +6,11 @@
 // failure, time-out, reset, a sink or progress callback that gave up) raises
 // HttpTransportError with the transport's own message.
 //
+// Every request goes through the proxy the system's settings name for its
+// address (platform/SystemProxy.h). A proxy that refuses (asks for credentials
+// it does not get, will not open the tunnel, cannot be reached) is a transport
+// failure too, and its message names the proxy.
+//
 // Users: the request builder (net/Request.h), the update download (streams the
 // body into a sink, asks for gzip/deflate) and the crash reporter's submission
 // (POST with a body and custom headers).

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "net/HttpTransport.h"
+#include "platform/SystemProxy.h"
 
 namespace rotalis::net {
 namespace {
@@ -43,6 +44,7 @@ using Clock = std::chrono::steady_clock;
 struct Transfer {
   CURL* handle = nullptr;
   const HttpRequest* request = nullptr;
+  platform::ProxyRoute route;
   HttpBodySink* sink = nullptr;
   HttpResponse* response = nullptr;
   std::exception_ptr failure;  // thrown by a sink, to be rethrown after curl returns
@@ -51,6 +53,7 @@ struct Transfer {
   bool stalled = false;
   bool cancelled = false;
   bool lengthSent = false;
+  bool proxyRefused = false;
 };
 
 std::string Trimmed(std::string text) {
@@ -121,9 +124,13 @@ size_t OnBody(char* data, size_t size, size_t count, void* user) {
       transfer->lengthSent = true;
       long status = 0;
       curl_easy_getinfo(transfer->handle, CURLINFO_RESPONSE_CODE, &status);
+      // The proxy's own refusal page is no body of the server's.
+      transfer->proxyRefused = status == 407 && !transfer->route.proxy.empty();
+      if (transfer->proxyRefused) return bytes;
       transfer->sink->SetStatus(static_cast<int>(status));
       AnnounceLength(*transfer);
     }
+    if (transfer->proxyRefused) return bytes;
     transfer->sink->Add(data, bytes);
     return bytes;
   } catch (...) {
@@ -190,7 +197,22 @@ void Prepare(CURL* handle, const HttpRequest& request, CurlSList& headers, Trans
   SetOption(handle, CURLOPT_SSLVERSION, static_cast<long>(CURL_SSLVERSION_TLSv1_2));
   SetOption(handle, CURLOPT_SSL_VERIFYPEER, 1L);
   SetOption(handle, CURLOPT_SSL_VERIFYHOST, 2L);
+  // Schannel (Windows) refuses a certificate whose revocation status it cannot
+  // learn: a CRL or OCSP server out of reach from the office network, or a
+  // company's TLS inspection certificate that names no such server at all.
+  // Browsers let those through; a certificate known to be revoked is still
+  // refused. The other TLS libraries do not check revocation here and ignore it.
+  SetOption(handle, CURLOPT_SSL_OPTIONS, static_cast<long>(CURLSSLOPT_REVOKE_BEST_EFFORT));
   if (!request.caFile.empty()) SetOption(handle, CURLOPT_CAINFO, request.caFile.c_str());
+  // Set even when empty: the route decided here is the one a failure names, so
+  // curl must not pick another from the environment.
+  SetOption(handle, CURLOPT_PROXY, transfer.route.proxy.c_str());
+  if (transfer.route.logonCredentials) {
+    // ":" makes curl ask the system's security package for the logged-on
+    // user's credentials; Basic would need a password, so it is not offered.
+    SetOption(handle, CURLOPT_PROXYAUTH, static_cast<long>(CURLAUTH_NEGOTIATE | CURLAUTH_NTLM));
+    SetOption(handle, CURLOPT_PROXYUSERPWD, ":");
+  }
   if (!request.acceptEncoding.empty()) {
     SetOption(handle, CURLOPT_ACCEPT_ENCODING, request.acceptEncoding.c_str());
   }
@@ -236,6 +258,7 @@ class CurlTransport : public HttpTransport {
     transfer.request = &request;
     transfer.sink = sink;
     transfer.response = &response;
+    transfer.route = platform::SystemProxyFor(request.url);
     CurlSList headers;
     char errorBuffer[CURL_ERROR_SIZE] = {};
     Prepare(handle.get(), request, headers, transfer, errorBuffer);
@@ -246,6 +269,9 @@ class CurlTransport : public HttpTransport {
 
     long status = 0;
     curl_easy_getinfo(handle.get(), CURLINFO_RESPONSE_CODE, &status);
+    // Only a proxy answers 407: the request never reached the server.
+    if (status == 407 && !transfer.route.proxy.empty())
+      throw HttpTransportError(ProxyAnswer(transfer, status));
     response.statusCode = static_cast<int>(status);
     const char* contentType = nullptr;
     curl_easy_getinfo(handle.get(), CURLINFO_CONTENT_TYPE, &contentType);
@@ -263,7 +289,18 @@ class CurlTransport : public HttpTransport {
     if (transfer.cancelled) return "transfer cancelled";
     std::string message = errorBuffer[0] != '\0' ? errorBuffer : curl_easy_strerror(code);
     while (!message.empty() && message.back() == '\n') message.pop_back();
-    return message;
+    if (transfer.route.proxy.empty()) return message;
+    // A tunnel the proxy would not open (https) fails with the proxy's status.
+    long connectStatus = 0;
+    curl_easy_getinfo(transfer.handle, CURLINFO_HTTP_CONNECTCODE, &connectStatus);
+    if (connectStatus >= 300) return ProxyAnswer(transfer, connectStatus);
+    return message + " (through the proxy " + transfer.route.proxy + ")";
+  }
+
+  static std::string ProxyAnswer(const Transfer& transfer, long status) {
+    std::string answer = std::to_string(status);
+    if (!transfer.response->statusText.empty()) answer += " " + transfer.response->statusText;
+    return "the proxy " + transfer.route.proxy + " refused the request with " + answer;
   }
 };
 

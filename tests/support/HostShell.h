@@ -64,4 +64,9 @@ std::string LocalPath(const std::string& hostPath);
 // Quoted for bash, so that a path with blanks or quotes stays one word.
 std::string ShellQuoted(const std::string& text);
 
+// Waits for the state file a fixture script writes once: "ready", or "failed"
+// followed by what went wrong. Anything but "ready" within `seconds` throws
+// std::runtime_error("the <what> did not start: " + that text).
+void AwaitFixtureReady(const std::string& stateFile, const std::string& what, int seconds = 10);
+
 }  // namespace rotalis::test

@@ -27,16 +27,7 @@ NginxUpdateServer::NginxUpdateServer() : folder_("rotalis-nginx") {
   const std::string work = HostPath(folder_.Path());
   process_ = std::make_unique<HostProcess>("exec sh " + ShellQuoted(ROTALIS_NGINX_FIXTURE_SCRIPT) +
                                            " " + ShellQuoted(work.substr(0, work.size() - 1)));
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  std::string state;
-  while ((state = ReadAll(folder_ / "state")).empty() &&
-         std::chrono::steady_clock::now() < deadline) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  if (state.rfind("ready", 0) != 0) {
-    throw std::runtime_error("the nginx update server did not start: " +
-                             (state.empty() ? std::string("no answer within 10 s") : state));
-  }
+  AwaitFixtureReady(folder_ / "state", "nginx update server");
 }
 
 // Closing the script's input stops nginx; the process waits until it is gone.
