@@ -10,18 +10,23 @@
 #include "platform/Exception.h"
 #include "platform/FileLock.h"
 #include "platform/FileSystem.h"
+#include "platform/Paths.h"
 
 namespace rotalis::crash {
 namespace {
 
 // The lock beside the report file: the file itself is replaced at every
-// write, so a lock on it would stay with a file that is gone. A process that
-// holds it too long (hung while writing) is not waited for: a report written
-// out of turn beats a report lost.
+// write, so a lock on it would stay with a file that is gone. It stays in the
+// folder for good (removing a lock file others may be waiting on would let
+// two writers in), so it is hidden: a dot name, and the hidden attribute
+// where the system has one. A process that holds it too long (hung while
+// writing) is not waited for: a report written out of turn beats a report
+// lost.
 std::unique_ptr<platform::FileLock> LockReports(const std::string& path) {
   constexpr std::chrono::seconds kPatience(10);
   try {
-    auto lock = std::make_unique<platform::FileLock>(path + ".lock");
+    auto lock = std::make_unique<platform::FileLock>(ReportLockPath(path),
+                                                     platform::LockFileVisibility::Hidden);
     lock->LockWithin(kPatience);
     return lock;
   } catch (const std::exception&) {
@@ -30,6 +35,11 @@ std::unique_ptr<platform::FileLock> LockReports(const std::string& path) {
 }
 
 }  // namespace
+
+std::string ReportLockPath(const std::string& path) {
+  const std::string folder = platform::FolderOf(path);
+  return folder + "." + path.substr(folder.size()) + ".lock";
+}
 
 std::vector<std::string> SplitReports(const std::string& fileText) {
   const std::string start = kReportStartLine;

@@ -15,6 +15,7 @@
 
 #include "crash/CrashSettings.h"
 #include "platform/ChildProcess.h"
+#include "platform/Environment.h"
 #include "platform/FileSystem.h"
 #include "tests/crash/RecordingCrashUi.h"
 #include "tests/support/HostShell.h"
@@ -167,6 +168,10 @@ TEST_F(CrashProcessTest, AStartUpErrorIsSubmittedWithReportAndScreenshotAndTheFi
   EXPECT_EQ(issue.attachments.at("screenshot.png"), test::kStandInScreenshot);
   EXPECT_TRUE(tracker_.WsdlViolations().empty()) << tracker_.WsdlViolations().front();
   EXPECT_FALSE(ReportFileExists());
+  // Nothing the user would see is left behind: the report file's lock is
+  // hidden (and on Windows also marked so).
+  for (const auto& entry : platform::ListDirectory(folder_.Path()))
+    EXPECT_EQ(entry.name.front(), '.') << entry.name;
 }
 
 TEST_F(CrashProcessTest, WithTheTrackerDownTheReportStaysAndTheDialogStillShows) {
@@ -193,6 +198,52 @@ TEST_F(CrashProcessTest, TheSameErrorTwiceIsReportedOnceAndTheLoopGoesOn) {
   ASSERT_EQ(tracker_.Issues().size(), 1u);
   EXPECT_TRUE(Has(tracker_.Issues()[0].attachments.at("bugreport.txt"), "FailInEventHandler"));
   EXPECT_EQ(tracker_.Operations().size(), 3u);
+}
+
+// The desktop please-wait box paints itself without running the program's
+// tasks: the second failure runs after the first was reported, from the same
+// place, and is the same error again.
+TEST_F(CrashProcessTest, TheDesktopPleaseWaitBoxRunsNoneOfTheProgramsTasks) {
+#if !defined(_WIN32)
+  if (platform::GetEnvironment("DISPLAY").value_or("").empty()) GTEST_SKIP() << "no display";
+#endif
+  const ChildRun run =
+      Run("desktop-event-twice", tracker_.BaseUrl(), "desktop", "continue,continue");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_TRUE(Has(run.out, "message loop went on")) << run.out;
+  ASSERT_EQ(tracker_.Issues().size(), 1u) << run.out;
+  EXPECT_TRUE(Has(tracker_.Issues()[0].attachments.at("bugreport.txt"), "FailInEventHandler"));
+}
+
+// Two handlers of a module package report failures of their own through the
+// application object: two reports, each with the handler that failed.
+TEST_F(CrashProcessTest, TwoFailuresAModulePackageReportsAreTwoReportsWithTheirHandlers) {
+  const std::string package = test::LocalPath(ROTALIS_FAILING_PACKAGE);
+  platform::WriteFileBytes(folder_ / "mrotalis.bpl", platform::ReadFileBytes(package));
+  if (platform::FileExists(package + ".sym"))
+    platform::WriteFileBytes(folder_ / "mrotalis.bpl.sym",
+                             platform::ReadFileBytes(package + ".sym"));
+  const ChildRun run = Run("package-fails", tracker_.BaseUrl(), "recording", "continue,continue");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_TRUE(Has(run.out, "message loop went on")) << run.out;
+  const auto issues = tracker_.Issues();
+  ASSERT_EQ(issues.size(), 2u) << run.out;
+  const struct {
+    const char* message;
+    const char* handler;
+  } expected[] = {{"Nota fiscal sem destinatário", "FailInFirstHandler"},
+                  {"Tabela de preços vazia", "FailInSecondHandler"}};
+  for (std::size_t i = 0; i < 2; ++i) {
+    SCOPED_TRACE(expected[i].handler);
+    EXPECT_EQ(issues[i].summary, std::string("crash-child, ") + expected[i].message);
+    const std::string& report = issues[i].attachments.at("bugreport.txt");
+    const std::string stack = report.substr(report.find("call stack of the crashing thread:"));
+    // The package's function, in the package, right below the call it made.
+    const std::size_t at = stack.find(expected[i].handler);
+    ASSERT_NE(at, std::string::npos) << report;
+    EXPECT_TRUE(Has(stack.substr(stack.rfind('\n', at)), "mrotalis.bpl")) << report;
+    EXPECT_TRUE(Has(stack.substr(0, at), "PackageBridge::Fail")) << report;
+  }
 }
 
 TEST_F(CrashProcessTest, AnEditErrorShowsOnlyASimpleBox) {
