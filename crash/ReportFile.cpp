@@ -1,5 +1,6 @@
 #include "crash/ReportFile.h"
 
+#include <algorithm>
 #include <chrono>
 #include <exception>
 #include <filesystem>
@@ -72,6 +73,31 @@ std::string AppendReport(const std::string& path, const std::string& report, std
   text += report;
   platform::WriteFileBytes(path, text);
   return text;
+}
+
+std::vector<std::string> PendingReports(const std::string& path) {
+  const auto lock = LockReports(path);
+  if (!platform::FileExists(path)) return {};
+  return SplitReports(platform::ReadFileBytes(path));
+}
+
+void RemoveDeliveredReport(const std::string& path, const std::string& report) {
+  try {
+    const auto lock = LockReports(path);
+    std::vector<std::string> reports = SplitReports(platform::ReadFileBytes(path));
+    const auto delivered = std::find(reports.begin(), reports.end(), report);
+    if (delivered == reports.end()) return;
+    reports.erase(delivered);
+    if (reports.empty()) {
+      platform::RemoveFile(path);
+      return;
+    }
+    std::string text;
+    for (const std::string& kept : reports) text += kept;
+    platform::WriteFileBytes(path, text);
+  } catch (const std::exception&) {
+    // Left in the file, it is delivered once more rather than lost.
+  }
 }
 
 void RemoveSentReports(const std::string& path, const std::string& written) {

@@ -24,6 +24,14 @@ std::string ReportLockPath(const std::string& path);
 // file cannot be written.
 std::string AppendReport(const std::string& path, const std::string& report, std::size_t maxBytes);
 
+// The reports waiting in the file, oldest first; none when there is no file.
+// Raises rotalis::Exception when it cannot be read.
+std::vector<std::string> PendingReports(const std::string& path);
+
+// Takes one report that was delivered on its own out of the file (the file
+// goes with the last one); reports written meanwhile stay. Never raises.
+void RemoveDeliveredReport(const std::string& path, const std::string& report);
+
 // Removes the file once its reports have been sent, unless another process
 // has written to it since `written` (what AppendReport returned): those
 // reports are not sent yet. Never raises.

@@ -169,6 +169,8 @@ int main(int argc, char** argv) {
       if (FirstStartOfRestartScenario()) WriteThroughNull(nullptr);
     } else if (scenario == "event-twice") {
       RunInMessageLoop(2, &FailInEventHandler);
+    } else if (scenario == "quiet") {
+      // A start that goes well.
     } else if (scenario == "desktop-event-twice") {
       FailTwiceOnTheDesktop();
     } else if (scenario == "package-fails") {
