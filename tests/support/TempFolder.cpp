@@ -25,7 +25,13 @@ std::vector<std::string> WithTemporaryFolder(std::vector<std::string> environmen
     for (char& c : name) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     return name == "TMPDIR" || name == "TEMP" || name == "TMP";
   });
+#if defined(_WIN32)
+  // Under Wine, TMPDIR is also where the Windows process looks for Wine's
+  // own server: a Windows path there cuts the process off from it.
+  for (const char* name : {"TEMP=", "TMP="}) environment.push_back(name + folder);
+#else
   for (const char* name : {"TMPDIR=", "TEMP=", "TMP="}) environment.push_back(name + folder);
+#endif
   return environment;
 }
 

@@ -28,7 +28,8 @@ class TempFolder {
 };
 
 // `environment` ("NAME=value" entries) for a program whose temporary folder
-// is to be `folder`: TMPDIR, and TEMP and TMP as Windows reads them.
+// is to be `folder`: TMPDIR on POSIX systems, TEMP and TMP as Windows reads
+// them.
 std::vector<std::string> WithTemporaryFolder(std::vector<std::string> environment,
                                              const std::string& folder);
 
