@@ -5,6 +5,7 @@
 #include "crash/ExceptionInfo.h"
 #include "crash/MantisSoap.h"
 #include "crash/MantisSubmitter.h"
+#include "crash/ReportDelivery.h"
 #include "crash/ReportFile.h"
 #include "crash/ReportText.h"
 #include "platform/Paths.h"
@@ -13,40 +14,6 @@
 
 namespace rotalis::crash {
 namespace {
-
-void ReplaceAll(std::string& text, const std::string& from, const std::string& to) {
-  for (std::size_t pos = text.find(from); pos != std::string::npos;
-       pos = text.find(from, pos + to.size())) {
-    text.replace(pos, from.size(), to);
-  }
-}
-
-// The tracker's summary field holds 128 characters, counted on what it
-// receives: stray bytes arrive as "?" each, so the cut is made after that
-// replacement, never before. A summary is one line: each run of line breaks
-// and tabs becomes one blank (the description keeps them).
-std::string FitSummary(const std::string& text) {
-  constexpr std::size_t kLimit = 128;
-  std::string summary;
-  bool inBreak = false;
-  for (char c : SendableText(text)) {
-    const bool breaks = c == '\r' || c == '\n' || c == '\t';
-    if (!breaks)
-      summary += c;
-    else if (!inBreak)
-      summary += ' ';
-    inBreak = breaks;
-  }
-  std::size_t characters = 0;
-  for (std::size_t i = 0; i < summary.size(); ++i) {
-    if ((static_cast<unsigned char>(summary[i]) & 0xC0) == 0x80) continue;
-    if (++characters > kLimit) {
-      summary.resize(i);
-      break;
-    }
-  }
-  return summary;
-}
 
 std::vector<platform::StackFrame> Symbolize(const CrashEvent& event) {
   std::vector<platform::StackFrame> frames;
@@ -220,20 +187,14 @@ void CrashReporter::SaveAndSubmit(const CrashEvent& event, const std::string& re
   }
   if (!screenshot.empty())
     attachments.push_back({settings_.ScrShotSendAs, "image/png", screenshot});
-  const MantisIssue issue{settings_.BugTrProject, settings_.BugTrArea,
-                          FitSummary(Filled(settings_.BugTrTitle, event, report)),
-                          Filled(settings_.BugTrDescr, event, report)};
-  // Once the issue exists the submission counts as done, even when an
-  // attachment is refused (too big, a type the tracker does not take): its
-  // description already holds the whole report, which must not be filed a
-  // second time inside the next crash's attachment.
-  try {
-    MantisSubmitter(transport_, settings_).Submit(issue, attachments);
-  } catch (const std::exception&) {
-    // No progress window is open, so the user hears nothing; the report stays
-    // in the file for the next successful submission.
+  // No progress window is open, so the user hears nothing of a report that
+  // did not go (tracker away, or this workstation's allowance used up): it
+  // stays in the file for the next successful submission, or for the crash
+  // watcher at the next start.
+  if (!DeliverReport(transport_, settings_,
+                     IssueForReport(settings_, application_.name, event.message, report),
+                     attachments, report))
     return;
-  }
   if (saved && settings_.DelBugRepFile) RemoveSentReports(path, written);
 }
 
@@ -260,11 +221,7 @@ CrashOutcome CrashReporter::AskUser(const CrashEvent& event, const std::string& 
 
 std::string CrashReporter::Filled(std::string text, const CrashEvent& event,
                                   const std::string& report) const {
-  // %errorDetails% goes last: the report may itself contain the other names.
-  ReplaceAll(text, "%appname%", application_.name);
-  ReplaceAll(text, "%exceptMsg%", event.message);
-  ReplaceAll(text, "%errorDetails%", report);
-  return text;
+  return FillPlaceholders(std::move(text), application_.name, event.message, report);
 }
 
 }  // namespace rotalis::crash

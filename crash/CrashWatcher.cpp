@@ -2,11 +2,14 @@
 
 #include <cstdio>
 #include <exception>
+#include <thread>
 
 #include "crash/CrashReporter.h"
 #include "crash/CrashWatcherArguments.h"
+#include "crash/ReportDelivery.h"
 #include "platform/ChildProcess.h"
 #include "platform/FatalSignal.h"
+#include "platform/Paths.h"
 #include "platform/ProcessControl.h"
 
 namespace rotalis::crash {
@@ -39,6 +42,17 @@ int RunCrashWatcher(const std::vector<std::string>& arguments, const CrashUiMake
   try {
     const WatcherOptions options = ParseWatcherArguments(arguments);
     channel = options.channel;
+    TCrashSettings settings;
+    settings.HttpServer = options.trackerUrl;
+    // What earlier crashes left in the report file goes out beside the
+    // program, which does not wait for it; the watcher finishes it even when
+    // the program ends first (a watcher that is stopped leaves the rest for
+    // the next start).
+    std::jthread pending([&settings, &options] {
+      const std::unique_ptr<net::HttpTransport> transport = net::HttpTransport::Create();
+      DeliverPendingReports(*transport, settings,
+                            platform::JoinPath(options.folder, settings.BugRepFile));
+    });
     const auto record = platform::WaitForFatalError(channel);
     if (!record) return 0;
     ApplicationInfo application = ApplicationInfo::ForExecutable(options.executablePath);
@@ -46,8 +60,6 @@ int RunCrashWatcher(const std::vector<std::string>& arguments, const CrashUiMake
     application.commandLine = platform::CurrentCommandLine(record->pid);
     // The watcher was started with the program's environment as it began.
     application.environment = platform::CurrentEnvironment();
-    TCrashSettings settings;
-    settings.HttpServer = options.trackerUrl;
     const std::unique_ptr<ui::CrashUi> ui = makeUi(options.backend);
     const std::unique_ptr<net::HttpTransport> transport = net::HttpTransport::Create();
     CrashReporter reporter(settings, application, *ui, *transport);

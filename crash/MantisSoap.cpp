@@ -226,6 +226,40 @@ std::string BuildAttachmentAddEnvelope(const MantisAccount& account, std::int64_
                       Element("content", "xsd:base64Binary", Base64Encode(content)));
 }
 
+std::string BuildProjectIdEnvelope(const MantisAccount& account, const std::string& projectName) {
+  return Envelope(
+      "mc_project_get_id_from_name",
+      AccountParts(account) + Element("project_name", "xsd:string", XmlText(projectName)));
+}
+
+std::string BuildOpenIssueSearchEnvelope(const MantisAccount& account, std::int64_t projectId,
+                                         const std::string& search) {
+  // The tracker hides every status from the one given on: 80 is "resolved",
+  // after it comes only "closed".
+  constexpr int kResolvedStatus = 80;
+  constexpr int kPerPage = 50;
+  const auto integers = [](const std::string& name, std::int64_t value) {
+    return "<" + name + " xsi:type=\"man:IntegerArray\" SOAP-ENC:arrayType=\"xsd:integer[1]\">" +
+           Element("item", "xsd:integer", std::to_string(value)) + "</" + name + ">";
+  };
+  const std::string filter = "<filter xsi:type=\"man:FilterSearchData\">" +
+                             integers("project_id", projectId) +
+                             Element("search", "xsd:string", XmlText(search)) +
+                             integers("hide_status_id", kResolvedStatus) + "</filter>";
+  return Envelope("mc_filter_search_issue_ids",
+                  AccountParts(account) + filter + Element("page_number", "xsd:integer", "1") +
+                      Element("per_page", "xsd:integer", std::to_string(kPerPage)));
+}
+
+std::string BuildNoteAddEnvelope(const MantisAccount& account, std::int64_t issueId,
+                                 const std::string& text) {
+  return Envelope("mc_issue_note_add",
+                  AccountParts(account) +
+                      Element("issue_id", "xsd:integer", std::to_string(issueId)) +
+                      "<note xsi:type=\"man:IssueNoteData\">" +
+                      Element("text", "xsd:string", XmlText(text)) + "</note>");
+}
+
 std::string SoapAction(const std::string& endpoint, const std::string& operation) {
   return "\"" + endpoint + "/" + operation + "\"";
 }
@@ -240,6 +274,37 @@ std::int64_t ParseIntegerResponse(int statusCode, const std::string& body) {
   }
   throw MantisError("The bug tracker answered HTTP " + std::to_string(statusCode) +
                     " without a result");
+}
+
+std::vector<std::int64_t> ParseIntegerArrayResponse(int statusCode, const std::string& body) {
+  std::string text;
+  if (FindElementText(body, "faultstring", text)) throw MantisError(DecodeEntities(text));
+  const std::size_t open = body.find("<return");
+  const std::size_t tagEnd = open == std::string::npos ? open : body.find('>', open);
+  if (tagEnd == std::string::npos)
+    throw MantisError("The bug tracker answered HTTP " + std::to_string(statusCode) +
+                      " without a result");
+  std::vector<std::int64_t> values;
+  if (body[tagEnd - 1] == '/') return values;
+  const std::size_t close = body.find("</return>", tagEnd);
+  if (close == std::string::npos) throw MantisError("The bug tracker's answer is cut short");
+  const std::string items = body.substr(tagEnd + 1, close - tagEnd - 1);
+  for (std::size_t at = 0; (at = items.find('<', at)) != std::string::npos;) {
+    const std::size_t end = items.find('>', at);
+    if (end == std::string::npos || items[at + 1] == '/' || items[end - 1] == '/') {
+      at = end == std::string::npos ? items.size() : end;
+      continue;
+    }
+    const std::size_t valueEnd = items.find('<', end);
+    const std::string value = items.substr(end + 1, valueEnd - end - 1);
+    std::int64_t number = 0;
+    const auto parsed = std::from_chars(value.data(), value.data() + value.size(), number);
+    if (parsed.ec != std::errc() || parsed.ptr != value.data() + value.size())
+      throw MantisError("The bug tracker answered '" + value + "' where a number belongs");
+    values.push_back(number);
+    at = valueEnd;
+  }
+  return values;
 }
 
 }  // namespace rotalis::crash

@@ -1,11 +1,13 @@
 #pragma once
-// The two calls of the Mantis tracker's SOAP API (SOAP 1.1, rpc/encoded) that
-// a bug report needs, as text in and text out: building a request envelope and
-// reading the integer a call returns. No network here; MantisSubmitter sends.
+// The calls of the Mantis tracker's SOAP API (SOAP 1.1, rpc/encoded) that a
+// bug report needs, as text in and text out: building a request envelope and
+// reading the integer (or integers) a call returns. No network here;
+// MantisSubmitter sends.
 
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/Exception.h"
 
@@ -41,6 +43,19 @@ std::string BuildAttachmentAddEnvelope(const MantisAccount& account, std::int64_
                                        const std::string& name, const std::string& fileType,
                                        std::string_view content);
 
+// mc_project_get_id_from_name(username, password, project_name)
+std::string BuildProjectIdEnvelope(const MantisAccount& account, const std::string& projectName);
+
+// mc_filter_search_issue_ids(username, password, filter, page_number, per_page):
+// the first page of issues of the project whose text holds `search`, resolved
+// and closed ones left out.
+std::string BuildOpenIssueSearchEnvelope(const MantisAccount& account, std::int64_t projectId,
+                                         const std::string& search);
+
+// mc_issue_note_add(username, password, issue_id, note) with the note's text.
+std::string BuildNoteAddEnvelope(const MantisAccount& account, std::int64_t issueId,
+                                 const std::string& text);
+
 // The SOAPAction header value of an operation at that endpoint.
 std::string SoapAction(const std::string& endpoint, const std::string& operation);
 
@@ -48,6 +63,9 @@ std::string SoapAction(const std::string& endpoint, const std::string& operation
 // tracker sends faults with status 500 and also with 200) raises MantisError
 // with its text; so does a body without either.
 std::int64_t ParseIntegerResponse(int statusCode, const std::string& body);
+
+// The integers of the array inside <return>, in order; faults as above.
+std::vector<std::int64_t> ParseIntegerArrayResponse(int statusCode, const std::string& body);
 
 // Text made safe for an XML element: markup escaped, carriage returns kept as
 // character references, bytes that are not valid UTF-8 or not allowed in XML

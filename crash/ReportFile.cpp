@@ -1,5 +1,6 @@
 #include "crash/ReportFile.h"
 
+#include <algorithm>
 #include <chrono>
 #include <exception>
 #include <memory>
@@ -9,18 +10,23 @@
 #include "platform/Exception.h"
 #include "platform/FileLock.h"
 #include "platform/FileSystem.h"
+#include "platform/Paths.h"
 
 namespace rotalis::crash {
 namespace {
 
 // The lock beside the report file: the file itself is replaced at every
-// write, so a lock on it would stay with a file that is gone. A process that
-// holds it too long (hung while writing) is not waited for: a report written
-// out of turn beats a report lost.
+// write, so a lock on it would stay with a file that is gone. It stays in the
+// folder for good (removing a lock file others may be waiting on would let
+// two writers in), so it is hidden: a dot name, and the hidden attribute
+// where the system has one. A process that holds it too long (hung while
+// writing) is not waited for: a report written out of turn beats a report
+// lost.
 std::unique_ptr<platform::FileLock> LockReports(const std::string& path) {
   constexpr std::chrono::seconds kPatience(10);
   try {
-    auto lock = std::make_unique<platform::FileLock>(path + ".lock");
+    auto lock = std::make_unique<platform::FileLock>(ReportLockPath(path),
+                                                     platform::LockFileVisibility::Hidden);
     lock->LockWithin(kPatience);
     return lock;
   } catch (const std::exception&) {
@@ -29,6 +35,11 @@ std::unique_ptr<platform::FileLock> LockReports(const std::string& path) {
 }
 
 }  // namespace
+
+std::string ReportLockPath(const std::string& path) {
+  const std::string folder = platform::FolderOf(path);
+  return folder + "." + path.substr(folder.size()) + ".lock";
+}
 
 std::vector<std::string> SplitReports(const std::string& fileText) {
   const std::string start = kReportStartLine;
@@ -61,6 +72,31 @@ std::string AppendReport(const std::string& path, const std::string& report, std
   text += report;
   platform::WriteFileBytes(path, text);
   return text;
+}
+
+std::vector<std::string> PendingReports(const std::string& path) {
+  const auto lock = LockReports(path);
+  if (!platform::FileExists(path)) return {};
+  return SplitReports(platform::ReadFileBytes(path));
+}
+
+void RemoveDeliveredReport(const std::string& path, const std::string& report) {
+  try {
+    const auto lock = LockReports(path);
+    std::vector<std::string> reports = SplitReports(platform::ReadFileBytes(path));
+    const auto delivered = std::find(reports.begin(), reports.end(), report);
+    if (delivered == reports.end()) return;
+    reports.erase(delivered);
+    if (reports.empty()) {
+      platform::RemoveFile(path);
+      return;
+    }
+    std::string text;
+    for (const std::string& kept : reports) text += kept;
+    platform::WriteFileBytes(path, text);
+  } catch (const std::exception&) {
+    // Left in the file, it is delivered once more rather than lost.
+  }
 }
 
 void RemoveSentReports(const std::string& path, const std::string& written) {

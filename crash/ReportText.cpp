@@ -3,10 +3,13 @@
 #include <cstdio>
 #include <sstream>
 
+#include "crash/CrashSignature.h"
 #include "platform/SystemInfo.h"
 
 namespace rotalis::crash {
 namespace {
+
+constexpr std::size_t kNameWidth = 20;
 
 std::string Hex(std::uintptr_t value, int width) {
   char text[32];
@@ -26,7 +29,7 @@ std::string Padded(std::string text, std::size_t width) {
 }
 
 void HeaderLine(std::ostringstream& out, const std::string& name, const std::string& value) {
-  out << Padded(name, 20) << ": " << value << '\n';
+  out << Padded(name, kNameWidth) << ": " << value << '\n';
 }
 
 std::string Joined(const std::vector<std::string>& words) {
@@ -39,6 +42,14 @@ std::string Joined(const std::vector<std::string>& words) {
 }
 
 }  // namespace
+
+std::string ReportField(const std::string& report, const std::string& name) {
+  const std::string start = "\n" + Padded(name, kNameWidth) + ": ";
+  const std::size_t at = report.find(start);
+  if (at == std::string::npos) return {};
+  const std::size_t from = at + start.size();
+  return report.substr(from, report.find('\n', from) - from);
+}
 
 std::string FormatStackLine(const platform::StackFrame& frame) {
   std::string line = Padded(Clipped(frame.module.empty() ? "?" : frame.module, 40), 24) + " " +
@@ -79,6 +90,8 @@ std::string BuildReportText(const ApplicationInfo& application, const CrashEvent
   HeaderLine(out, "exception class", Clipped(event.errorClass, 500));
   HeaderLine(out, "exception message", Clipped(event.message, 8000));
   HeaderLine(out, "can continue", event.canContinue ? "yes" : "no");
+  const std::string signature = CrashSignatureOf(event.errorClass, stack);
+  if (!signature.empty()) HeaderLine(out, kSignatureField, signature);
   out << "\ncall stack of the crashing thread:\n";
   for (const platform::StackFrame& frame : stack) out << FormatStackLine(frame) << '\n';
   if (stack.empty()) out << "(not recorded)\n";

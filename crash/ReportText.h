@@ -22,6 +22,15 @@ inline constexpr std::size_t kMaxReportBytes = 60000;
 // function, "file:line" and "(+3)" lines from the function's first line.
 std::string FormatStackLine(const platform::StackFrame& frame);
 
+// The header names of a report that the tracker's notes repeat.
+inline constexpr const char* kSignatureField = "crash signature";
+
+// The value of the header line `name` of a report ("" when it has none); a
+// value that went on over several lines gives its first.
+std::string ReportField(const std::string& report, const std::string& name);
+
+// The report's header carries the crash signature (CrashSignatureOf), when
+// the stack gives one, on a line of its own.
 std::string BuildReportText(const ApplicationInfo& application, const CrashEvent& event,
                             const std::vector<platform::StackFrame>& stack,
                             const std::string& dateTime);

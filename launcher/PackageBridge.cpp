@@ -4,6 +4,7 @@
 #include <string>
 
 #include "platform/Exception.h"
+#include "platform/StackTrace.h"
 
 namespace rotalis {
 
@@ -86,8 +87,12 @@ void PackageBridge::ShowMessage(RotalisApplication* application, const char* tex
 void PackageBridge::Fail(RotalisApplication* application, const char* message) {
   PackageBridge& bridge = Of(application);
   const std::string text = TextOrEmpty(message);
+  // The error is raised later, by the message loop or after MainForm: it
+  // carries the stack of this call, so that its report names the package's
+  // function that failed, and two failures from two places are two reports.
   bridge.Keep(std::make_exception_ptr(
-      Exception(text.empty() ? "The module package failed without saying why" : text)));
+      PackageFailure(text.empty() ? "The module package failed without saying why" : text,
+                     platform::CaptureStack())));
 }
 
 void PackageBridge::PostEvent(RotalisApplication* application, RotalisEventHandler handler,

@@ -7,10 +7,19 @@
 
 #include <exception>
 
+#include "platform/Exception.h"
+#include "platform/StackTrace.h"
 #include "rotalis/module_package.h"
 #include "ui/Application.h"
 
 namespace rotalis {
+
+// What a package reports through fail(), with the stack of that call.
+class PackageFailure : public Exception, public platform::CarriedStack {
+ public:
+  PackageFailure(const std::string& message, platform::StackAddresses stack)
+      : Exception(message), CarriedStack(std::move(stack)) {}
+};
 
 class PackageBridge {
  public:

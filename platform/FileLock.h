@@ -13,11 +13,17 @@
 
 namespace rotalis::platform {
 
+// Hidden: a lock file that users of the folder should not come across (the
+// system's hidden attribute where it has one; on POSIX systems the caller
+// gives it a name that starts with a dot).
+enum class LockFileVisibility { Visible, Hidden };
+
 class FileLock {
  public:
   // Opens the file, creating it when missing; does not lock yet. Raises
   // rotalis::Exception when the file can be neither opened nor created.
-  explicit FileLock(const std::string& path);
+  explicit FileLock(const std::string& path,
+                    LockFileVisibility visibility = LockFileVisibility::Visible);
   ~FileLock();
   FileLock(const FileLock&) = delete;
   FileLock& operator=(const FileLock&) = delete;

@@ -32,7 +32,8 @@ bool SetLock(int fd, short type) {
 
 }  // namespace
 
-FileLock::FileLock(const std::string& path) : path_(path), handle_(-1) {
+FileLock::FileLock(const std::string& path, LockFileVisibility /*visibility: the name's*/)
+    : path_(path), handle_(-1) {
   const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
   if (fd < 0)
     throw Exception("Cannot open the lock file '" + path + "': " + SystemErrorMessage(errno));

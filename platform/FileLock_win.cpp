@@ -24,11 +24,14 @@ HANDLE AsHandle(std::intptr_t handle) { return reinterpret_cast<HANDLE>(handle);
 
 }  // namespace
 
-FileLock::FileLock(const std::string& path)
+FileLock::FileLock(const std::string& path, LockFileVisibility visibility)
     : path_(path), handle_(reinterpret_cast<std::intptr_t>(INVALID_HANDLE_VALUE)) {
+  // The attribute only counts when the file is created here.
+  const DWORD attributes =
+      visibility == LockFileVisibility::Hidden ? FILE_ATTRIBUTE_HIDDEN : FILE_ATTRIBUTE_NORMAL;
   const HANDLE file = CreateFileW(WideFromUtf8(path).c_str(), GENERIC_READ | GENERIC_WRITE,
                                   FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                  OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+                                  OPEN_ALWAYS, attributes, nullptr);
   if (file == INVALID_HANDLE_VALUE)
     throw Exception("Cannot open the lock file '" + path +
                     "': " + WindowsErrorMessage(GetLastError(), path));

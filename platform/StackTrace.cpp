@@ -17,6 +17,14 @@ StackAddresses CaptureStack() {
 }
 
 StackAddresses ThrowStackOf(const std::exception_ptr& error) {
+  if (!error) return {};
+  // A rethrow is no new throw: nothing is recorded for it.
+  try {
+    std::rethrow_exception(error);
+  } catch (const CarriedStack& carried) {
+    return carried.Stack();
+  } catch (...) {
+  }
   return recorded_throws::StackOf(error);
 }
 

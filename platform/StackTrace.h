@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <exception>
+#include <utility>
 #include <vector>
 
 namespace rotalis::platform {
@@ -17,10 +18,24 @@ inline constexpr std::size_t kMaxStackFrames = 64;
 // The calling thread's stack, starting at the caller of this function.
 StackAddresses CaptureStack();
 
+// Mixed into an error that is kept and raised again later, away from the place
+// that failed (a module package's failure is raised by the message loop once
+// the package's handler has returned): it carries that place's stack, which
+// the few throws recorded per thread could have forgotten by then.
+class CarriedStack {
+ public:
+  explicit CarriedStack(StackAddresses stack) : stack_(std::move(stack)) {}
+  const StackAddresses& Stack() const { return stack_; }
+
+ private:
+  StackAddresses stack_;
+};
+
 // The stack of the thread that threw `error`, recorded at the moment it was
 // thrown (whatever module threw it), so that it names the throwing function and
-// not the place that caught it. Only exceptions thrown by the current thread
-// are found; empty when the throw was not recorded.
+// not the place that caught it; for a CarriedStack, the stack it carries. Only
+// exceptions thrown by the current thread are found; empty when the throw was
+// not recorded.
 StackAddresses ThrowStackOf(const std::exception_ptr& error);
 
 // Loads what capturing needs, so that the first capture inside a signal

@@ -5,7 +5,8 @@
 // Environment: ROTALIS_CRASH_FOLDER (the application folder: the report file
 // goes there), ROTALIS_CRASH_TRACKER (the tracker's base URL),
 // ROTALIS_CRASH_UI ("recording": RecordingCrashUi answering with
-// ROTALIS_CRASH_CHOICES; otherwise the console one), ROTALIS_CRASH_WATCHER
+// ROTALIS_CRASH_CHOICES; "desktop": the same, with the desktop backend's
+// please-wait box shown as well; otherwise the console one), ROTALIS_CRASH_WATCHER
 // (the watcher program; without it fatal errors are reported in-process and
 // faults not at all).
 //
@@ -21,12 +22,15 @@
 #include <vector>
 
 #include "crash/CrashHandlers.h"
+#include "launcher/ModuleHost.h"
 #include "platform/Environment.h"
 #include "platform/Exception.h"
 #include "platform/ProcessControl.h"
 #include "platform/SystemInfo.h"
 #include "rotalis/EDBEditError.h"
 #include "tests/crash/RecordingCrashUi.h"
+#include "ui/Backend.h"
+#include "ui/CrashUi.h"
 #include "ui/console/ConsoleApplication.h"
 
 using namespace rotalis;
@@ -77,9 +81,13 @@ void Install() {
   setup.application.folder = Setting("ROTALIS_CRASH_FOLDER");
   setup.backend = ui::BackendKind::Console;
   setup.watcherPath = Setting("ROTALIS_CRASH_WATCHER");
-  if (Setting("ROTALIS_CRASH_UI") == "recording") {
+  const std::string ui = Setting("ROTALIS_CRASH_UI");
+  if (ui == "recording" || ui == "desktop") {
     const std::string choices = Setting("ROTALIS_CRASH_CHOICES");
-    setup.makeUi = [choices] { return std::make_unique<test::RecordingCrashUi>(choices); };
+    setup.makeUi = [choices, ui] {
+      return std::make_unique<test::RecordingCrashUi>(
+          choices, ui == "desktop" ? ui::CreateCrashUi(ui::BackendKind::Desktop) : nullptr);
+    };
   }
   crash::InstallCrashReporter(std::move(setup));
 }
@@ -92,6 +100,41 @@ void RunInMessageLoop(int times, void (*task)()) {
   for (int i = 0; i < times; ++i) application.Post(task);
   application.ProcessMessages();
   std::cout << "message loop went on" << std::endl;
+}
+
+// Runs the application's loop until a task posted last has run, twice: the
+// tasks that ran may have posted more (a package's failure is raised by a
+// task of its own), and tasks that waited for the crash reporter's windows
+// are posted again.
+void RunUntilAllRan(ui::Application& application) {
+  bool ran = true;
+  for (int round = 0; round < 2 && ran; ++round) {
+    ran = false;
+    application.Post([&ran] { ran = true; });
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!ran && std::chrono::steady_clock::now() < deadline) {
+      application.ProcessMessages();
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+  }
+  std::cout << (ran ? "message loop went on" : "posted tasks never ran") << std::endl;
+}
+
+// The same failing handler posted twice to the desktop backend's loop.
+void FailTwiceOnTheDesktop() {
+  const auto application = ui::CreateApplication(ui::BackendKind::Desktop);
+  application->SetEventExceptionHandler(&crash::ReportEventException);
+  application->Post(&FailInEventHandler);
+  application->Post(&FailInEventHandler);
+  RunUntilAllRan(*application);
+}
+
+// The module package in the application folder, whose handlers fail.
+void RunFailingPackage() {
+  ui::console::ConsoleApplication application;
+  application.SetEventExceptionHandler(&crash::ReportEventException);
+  const auto bridge = LoadModulePackage(application, Setting("ROTALIS_CRASH_FOLDER"));
+  RunUntilAllRan(application);
 }
 
 // Each start leaves a line with the probe variable as it found it and its
@@ -126,6 +169,12 @@ int main(int argc, char** argv) {
       if (FirstStartOfRestartScenario()) WriteThroughNull(nullptr);
     } else if (scenario == "event-twice") {
       RunInMessageLoop(2, &FailInEventHandler);
+    } else if (scenario == "quiet") {
+      // A start that goes well.
+    } else if (scenario == "desktop-event-twice") {
+      FailTwiceOnTheDesktop();
+    } else if (scenario == "package-fails") {
+      RunFailingPackage();
     } else if (scenario == "edit-error") {
       RunInMessageLoop(1, &RefuseEditedValue);
     } else if (scenario == "null-write") {

@@ -1,7 +1,8 @@
 // The crash reporter's parts in this process: the submission against the
-// fixture tracker, the report file's size limit, the stack recorded at the
-// throw and named from the debug information, the exception filters' class
-// matching, and the console dialog.
+// fixture tracker and its grouping by cause, the crash signature, the hourly
+// allowance, the report file's size limit, the stack recorded at the throw and
+// named from the debug information, the exception filters' class matching,
+// and the console dialog.
 
 #include <gtest/gtest.h>
 
@@ -13,10 +14,13 @@
 
 #include "crash/CrashReporter.h"
 #include "crash/CrashSettings.h"
+#include "crash/CrashSignature.h"
 #include "crash/ExceptionInfo.h"
 #include "crash/MantisSubmitter.h"
 #include "crash/ReportFile.h"
 #include "crash/ReportText.h"
+#include "crash/SubmissionAllowance.h"
+#include "platform/Environment.h"
 #include "platform/Exception.h"
 #include "platform/FileSystem.h"
 #include "platform/StackTrace.h"
@@ -71,6 +75,103 @@ TEST_F(SubmissionTest, FilesTheIssueWithItsAttachmentsByteForByte) {
   EXPECT_TRUE(tracker_.WsdlViolations().empty()) << tracker_.WsdlViolations().front();
 }
 
+// A report of a cause the project has open goes to that issue as a note;
+// resolved issues and other causes do not count.
+TEST_F(SubmissionTest, AReportOfAnOpenCauseBecomesANoteWithAttachmentsOfItsOwn) {
+  MantisSubmitter submitter(*transport_, Settings());
+  const auto submit = [&](const std::string& signature, const std::string& note) {
+    return submitter.SubmitGrouped(
+        {"TarvoArquivos", "General", "rotalis, erro", "crash signature     : " + signature},
+        {{"bugreport.txt", "text/plain", note}}, signature, note);
+  };
+  const auto first = submit("crash-00000000000000aa", "um");
+  const auto second = submit("crash-00000000000000aa", "dois");
+  const auto other = submit("crash-00000000000000bb", "três");
+  EXPECT_EQ(first.noteId, 0);
+  EXPECT_EQ(second.issueId, first.issueId);
+  EXPECT_NE(second.noteId, 0);
+  EXPECT_NE(other.issueId, first.issueId);
+  tracker_.SetIssueStatus(static_cast<int>(first.issueId), 80);  // resolved
+  const auto after = submit("crash-00000000000000aa", "quatro");
+  EXPECT_EQ(after.noteId, 0);
+
+  const auto issues = tracker_.Issues();
+  ASSERT_EQ(issues.size(), 3u);
+  EXPECT_EQ(issues[0].notes, std::vector<std::string>{"dois"});
+  EXPECT_EQ(issues[0].attachments.at("bugreport.txt"), "um");
+  EXPECT_EQ(issues[0].attachments.at("bugreport-" + std::to_string(second.noteId) + ".txt"),
+            "dois");
+  EXPECT_EQ(issues[2].attachments.at("bugreport.txt"), "quatro");
+  EXPECT_TRUE(tracker_.WsdlViolations().empty()) << tracker_.WsdlViolations().front();
+}
+
+TEST(MantisSoapTest, ReadsIntegerArrays) {
+  const std::string array =
+      "<ns1:r><return SOAP-ENC:arrayType=\"xsd:integer[2]\" xsi:type=\"SOAP-ENC:Array\">"
+      "<item xsi:type=\"xsd:integer\">7</item><item xsi:type=\"xsd:integer\">3</item>"
+      "</return></ns1:r>";
+  EXPECT_EQ(ParseIntegerArrayResponse(200, array), (std::vector<std::int64_t>{7, 3}));
+  EXPECT_TRUE(ParseIntegerArrayResponse(200, "<return xsi:type=\"SOAP-ENC:Array\"/>").empty());
+  EXPECT_TRUE(ParseIntegerArrayResponse(200, "<return></return>").empty());
+  EXPECT_THROW(ParseIntegerArrayResponse(200, "<return><item>x</item></return>"), MantisError);
+  EXPECT_THROW(ParseIntegerArrayResponse(500, "<faultstring>Access denied</faultstring>"),
+               MantisError);
+  EXPECT_THROW(ParseIntegerArrayResponse(502, "<html>Bad gateway</html>"), MantisError);
+}
+
+platform::StackFrame Frame(const std::string& module, const std::string& function,
+                           const std::string& file, int line, std::uintptr_t address) {
+  platform::StackFrame frame;
+  frame.module = module;
+  frame.function = function;
+  frame.sourceFile = file;
+  frame.line = line;
+  frame.address = address;
+  frame.functionOffset = address & 0xff;
+  return frame;
+}
+
+// The same cause on another workstation or after a rebuild: other addresses,
+// lines, system libraries and module spelling; a cause differs by its class
+// or by a function of the program.
+TEST(CrashSignatureTest, NamesTheCauseWhateverTheAddressesLinesAndSystemLibraries) {
+  const std::vector<platform::StackFrame> here = {
+      Frame("rotalis.exe", "rotalis::Connect()", "db/Session.cpp", 40, 0x401a10),
+      Frame("user32.dll", "DispatchMessageW", "", 0, 0x7ff81000),
+      Frame("rotalis.exe", "main", "launcher/main.cpp", 12, 0x402000)};
+  const std::vector<platform::StackFrame> there = {
+      Frame("ROTALIS.EXE", "rotalis::Connect()", "db/Session.cpp", 44, 0x501b20),
+      Frame("user32.dll", "GetMessageW", "", 0, 0x7ff92000),
+      Frame("ntdll.dll", "RtlUserThreadStart", "", 0, 0x7ff93000),
+      Frame("rotalis.exe", "main", "launcher/main.cpp", 13, 0x502000)};
+  const std::string signature = CrashSignatureOf("rotalis::Exception", here);
+  EXPECT_EQ(signature.size(), 22u);
+  EXPECT_EQ(signature.rfind("crash-", 0), 0u);
+  EXPECT_EQ(CrashSignatureOf("rotalis::Exception", there), signature);
+  EXPECT_NE(CrashSignatureOf("rotalis::ERESTException", here), signature);
+  auto elsewhere = here;
+  elsewhere[0].function = "rotalis::Reconnect()";
+  EXPECT_NE(CrashSignatureOf("rotalis::Exception", elsewhere), signature);
+  // Without names nothing tells causes apart: no signature.
+  EXPECT_EQ(CrashSignatureOf("rotalis::Exception", {platform::StackFrame{}}), "");
+}
+
+TEST(SubmissionAllowanceTest, AHandfulAnHourThenTheOldestMustBeAnHourOld) {
+  test::TempFolder folder;
+  const std::string log = folder / "submissions.txt";
+  const auto start = std::chrono::system_clock::now();
+  for (int i = 0; i < 3; ++i)
+    EXPECT_TRUE(TakeSubmissionAllowance(log, 3, start + std::chrono::minutes(10 * i)));
+  EXPECT_FALSE(TakeSubmissionAllowance(log, 3, start + std::chrono::minutes(59)));
+  EXPECT_TRUE(TakeSubmissionAllowance(log, 3, start + std::chrono::minutes(61)));
+  EXPECT_FALSE(TakeSubmissionAllowance(log, 3, start + std::chrono::minutes(62)));
+  // A log that makes no sense counts nothing; one that cannot be kept
+  // never holds a report back.
+  folder.Write("submissions.txt", "garbage\n");
+  EXPECT_TRUE(TakeSubmissionAllowance(log, 1, start));
+  EXPECT_TRUE(TakeSubmissionAllowance(folder / "missing/folder/log.txt", 0, start));
+}
+
 TEST_F(SubmissionTest, TheTrackersRefusalsRaiseWithItsText) {
   TCrashSettings wrongPassword = Settings();
   wrongPassword.BugTrPassword = "not the password";
@@ -107,6 +208,13 @@ class ClosingCrashUi : public ui::CrashUi {
 
 class ReporterSubmissionTest : public ::testing::Test {
  protected:
+  // The hourly allowance is counted in the temporary folder: one of this
+  // program's own, which later tests' temporary folders go in as well.
+  ReporterSubmissionTest() {
+    static const test::TempFolder temp("rotalis-crash-temp");
+    for (const char* name : {"TMPDIR", "TEMP", "TMP"}) platform::SetEnvironment(name, temp.Path());
+  }
+
   // Reports one error, each with a stack of its own (a repeated stack is not
   // filed again); the report file lies in a folder of the test.
   void Report(test::MantisFixtureServer& tracker, const std::string& message) {
@@ -257,6 +365,21 @@ TEST(ReportFileTest, ReportsAppendedAtOnceAreAllKeptWhole) {
   EXPECT_EQ(platform::ReadFileBytes(path), text);
   RemoveSentReports(path, text);
   EXPECT_FALSE(platform::FileExists(path));
+
+  // Reports delivered one by one leave the file one by one, whatever joined
+  // them meanwhile; the file goes with the last.
+  const std::string a = ReportOfSize(1, 300), b = ReportOfSize(2, 300), c = ReportOfSize(3, 300);
+  AppendReport(path, a, 100000);
+  AppendReport(path, b, 100000);
+  EXPECT_EQ(PendingReports(path), (std::vector<std::string>{a, b}));
+  RemoveDeliveredReport(path, a);
+  AppendReport(path, c, 100000);
+  RemoveDeliveredReport(path, a);
+  EXPECT_EQ(PendingReports(path), (std::vector<std::string>{b, c}));
+  RemoveDeliveredReport(path, c);
+  RemoveDeliveredReport(path, b);
+  EXPECT_FALSE(platform::FileExists(path));
+  EXPECT_TRUE(PendingReports(path).empty());
 }
 
 // Application folders are named in Portuguese; on Windows the name must reach

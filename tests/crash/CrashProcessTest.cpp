@@ -14,8 +14,11 @@
 #include <vector>
 
 #include "crash/CrashSettings.h"
+#include "crash/SubmissionAllowance.h"
 #include "platform/ChildProcess.h"
+#include "platform/Environment.h"
 #include "platform/FileSystem.h"
+#include "platform/SystemInfo.h"
 #include "tests/crash/RecordingCrashUi.h"
 #include "tests/support/HostShell.h"
 #include "tests/support/TempFolder.h"
@@ -87,7 +90,7 @@ class CrashProcessTest : public ::testing::Test {
     command.arguments = {scenario};
     command.arguments.insert(command.arguments.end(), arguments.begin(), arguments.end());
     command.timeLimitSeconds = kTimeLimitSeconds;
-    command.environment = platform::CurrentEnvironment();
+    command.environment = test::WithTemporaryFolder(platform::CurrentEnvironment(), temp_.Path());
     command.environment.push_back("ROTALIS_CRASH_FOLDER=" + folder_.Path());
     command.environment.push_back("ROTALIS_CRASH_TRACKER=" + trackerUrl);
     command.environment.push_back("ROTALIS_CRASH_UI=" + ui);
@@ -135,6 +138,9 @@ class CrashProcessTest : public ::testing::Test {
 
   test::TempFolder folder_{"rotalis-crash-app"};
   test::TempFolder output_{"rotalis-crash-out"};
+  // The workstation's temporary folder, where the hourly allowance of
+  // submissions is counted: each test starts with all of it.
+  test::TempFolder temp_{"rotalis-crash-temp"};
   test::MantisFixtureServer tracker_{{"bugs", TCrashSettings().BugTrPassword}};
 };
 
@@ -167,6 +173,10 @@ TEST_F(CrashProcessTest, AStartUpErrorIsSubmittedWithReportAndScreenshotAndTheFi
   EXPECT_EQ(issue.attachments.at("screenshot.png"), test::kStandInScreenshot);
   EXPECT_TRUE(tracker_.WsdlViolations().empty()) << tracker_.WsdlViolations().front();
   EXPECT_FALSE(ReportFileExists());
+  // Nothing the user would see is left behind: the report file's lock is
+  // hidden (and on Windows also marked so).
+  for (const auto& entry : platform::ListDirectory(folder_.Path()))
+    EXPECT_EQ(entry.name.front(), '.') << entry.name;
 }
 
 TEST_F(CrashProcessTest, WithTheTrackerDownTheReportStaysAndTheDialogStillShows) {
@@ -192,7 +202,159 @@ TEST_F(CrashProcessTest, TheSameErrorTwiceIsReportedOnceAndTheLoopGoesOn) {
   EXPECT_TRUE(Has(run.out, "canContinue=yes"));
   ASSERT_EQ(tracker_.Issues().size(), 1u);
   EXPECT_TRUE(Has(tracker_.Issues()[0].attachments.at("bugreport.txt"), "FailInEventHandler"));
-  EXPECT_EQ(tracker_.Operations().size(), 3u);
+  EXPECT_EQ(tracker_.Operations(),
+            (std::vector<std::string>{"mc_project_get_id_from_name", "mc_filter_search_issue_ids",
+                                      "mc_issue_add", "mc_issue_attachment_add",
+                                      "mc_issue_attachment_add"}));
+}
+
+// Workstations that crash the same way add notes to one issue; another cause
+// gets an issue of its own.
+TEST_F(CrashProcessTest, OneCauseOnSeveralWorkstationsIsOneIssueWithANoteEach) {
+  for (int start = 0; start < 3; ++start) {
+    const ChildRun run = Run("start-up", tracker_.BaseUrl());
+    EXPECT_EQ(run.status, 1) << run.err;
+  }
+  Run("thread", tracker_.BaseUrl(), "console", "", kProductWatcher);
+
+  const auto issues = tracker_.Issues();
+  ASSERT_EQ(issues.size(), 2u);
+  const test::TrackerIssue& same = issues[0];
+  ASSERT_EQ(same.notes.size(), 2u);
+  const std::string signatureLine = "\ncrash signature     : crash-";
+  const std::size_t at = same.description.find(signatureLine);
+  ASSERT_NE(at, std::string::npos) << same.description;
+  const std::string signature = same.description.substr(at + 23, 22);
+  for (const std::string& note : same.notes) {
+    EXPECT_TRUE(Has(note, signature)) << note;
+    EXPECT_TRUE(Has(note, "\ncomputer: " + platform::ComputerName() + "\n")) << note;
+    EXPECT_TRUE(Has(note, "\nuser: ")) << note;
+    EXPECT_TRUE(Has(note, "\nversion: ")) << note;
+    EXPECT_TRUE(Has(note, "\ndate/time: 20")) << note;
+    EXPECT_TRUE(Has(note, "\nexception message: Falhou na conexao com o banco por: ")) << note;
+  }
+  // Each note's report and screenshot under names of their own.
+  EXPECT_EQ(same.attachments.size(), 6u);
+  EXPECT_TRUE(Has(same.attachments.at("bugreport-2.txt"), signature));
+  EXPECT_EQ(same.attachments.count("screenshot-2.png"), 1u);
+  EXPECT_FALSE(Has(issues[1].description, signature));
+  EXPECT_TRUE(Has(issues[1].description, signatureLine));
+  EXPECT_TRUE(tracker_.WsdlViolations().empty()) << tracker_.WsdlViolations().front();
+  EXPECT_FALSE(ReportFileExists());
+}
+
+TEST_F(CrashProcessTest, ASearchTheTrackerRefusesStillFilesEachReport) {
+  test::MantisFixtureServer refusing({"bugs",
+                                      TCrashSettings().BugTrPassword,
+                                      {"TarvoArquivos"},
+                                      {"General"},
+                                      0,
+                                      {},
+                                      /*refuseSearch=*/true});
+  Run("start-up", refusing.BaseUrl());
+  Run("start-up", refusing.BaseUrl());
+  const auto issues = refusing.Issues();
+  ASSERT_EQ(issues.size(), 2u);
+  EXPECT_TRUE(issues[0].notes.empty());
+  const auto operations = refusing.Operations();
+  EXPECT_EQ(std::count(operations.begin(), operations.end(), "mc_filter_search_issue_ids"), 2);
+  EXPECT_FALSE(ReportFileExists());
+}
+
+// A report the tracker could not take waits in the report file; the watcher
+// of the next start delivers it while the program runs on (here: ends) without
+// waiting for the tracker, which holds its answers until the program is gone.
+TEST_F(CrashProcessTest, APendingReportGoesOutFromTheNextStartWithoutHoldingItUp) {
+  const ChildRun crashed = Run("start-up", DeadTracker());
+  ASSERT_TRUE(ReportFileExists()) << crashed.err;
+  test::MantisFixtureServer slow({"bugs",
+                                  TCrashSettings().BugTrPassword,
+                                  {"TarvoArquivos"},
+                                  {"General"},
+                                  0,
+                                  {},
+                                  false,
+                                  /*holdAnswers=*/true});
+
+  const ChildRun started = Run("quiet", slow.BaseUrl(), "recording", "", kProductWatcher);
+  EXPECT_EQ(started.status, 0) << started.err;
+  EXPECT_TRUE(ReportFileExists());
+  slow.ReleaseAnswers();
+
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(kTimeLimitSeconds);
+  while (ReportFileExists() && std::chrono::steady_clock::now() < deadline)
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  EXPECT_FALSE(ReportFileExists());
+  const auto issues = slow.Issues();
+  ASSERT_EQ(issues.size(), 1u);
+  EXPECT_EQ(issues[0].summary,
+            "crash-child, Falhou na conexao com o banco por: Access denied for user "
+            "'erp'@'localhost'");
+  EXPECT_TRUE(Has(issues[0].attachments.at("bugreport.txt"), "ConnectToDatabase"));
+}
+
+// Past this workstation's allowance for the hour, a report waits in the file.
+TEST_F(CrashProcessTest, PastTheHourlyAllowanceTheReportWaitsInTheFile) {
+  const auto now = std::chrono::system_clock::now();
+  for (int i = 0; i < kSubmissionsPerHour; ++i)
+    ASSERT_TRUE(
+        TakeSubmissionAllowance(temp_ / "rotalis-crash-submissions.txt", kSubmissionsPerHour, now));
+  const ChildRun run = Run("start-up", tracker_.BaseUrl());
+  EXPECT_EQ(run.status, 1) << run.err;
+  EXPECT_TRUE(tracker_.Operations().empty());
+  ASSERT_TRUE(ReportFileExists());
+  EXPECT_TRUE(Has(ReportFile(), "ConnectToDatabase"));
+}
+
+// The desktop please-wait box paints itself without running the program's
+// tasks: the second failure runs after the first was reported, from the same
+// place, and is the same error again.
+TEST_F(CrashProcessTest, TheDesktopPleaseWaitBoxRunsNoneOfTheProgramsTasks) {
+#if defined(_WIN32)
+  // Run by hand under Wine the scenario gives one issue; started from this
+  // program the Windows please-wait box fails to open (status 1, no report),
+  // a difference of the child's start not yet understood.
+  GTEST_SKIP() << "the Windows please-wait box does not open in a child of the test under Wine";
+#else
+  if (platform::GetEnvironment("DISPLAY").value_or("").empty()) GTEST_SKIP() << "no display";
+#endif
+  const ChildRun run =
+      Run("desktop-event-twice", tracker_.BaseUrl(), "desktop", "continue,continue");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_TRUE(Has(run.out, "message loop went on")) << run.out;
+  ASSERT_EQ(tracker_.Issues().size(), 1u) << run.out;
+  EXPECT_TRUE(Has(tracker_.Issues()[0].attachments.at("bugreport.txt"), "FailInEventHandler"));
+}
+
+// Two handlers of a module package report failures of their own through the
+// application object: two reports, each with the handler that failed.
+TEST_F(CrashProcessTest, TwoFailuresAModulePackageReportsAreTwoReportsWithTheirHandlers) {
+  const std::string package = test::LocalPath(ROTALIS_FAILING_PACKAGE);
+  platform::WriteFileBytes(folder_ / "mrotalis.bpl", platform::ReadFileBytes(package));
+  if (platform::FileExists(package + ".sym"))
+    platform::WriteFileBytes(folder_ / "mrotalis.bpl.sym",
+                             platform::ReadFileBytes(package + ".sym"));
+  const ChildRun run = Run("package-fails", tracker_.BaseUrl(), "recording", "continue,continue");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_TRUE(Has(run.out, "message loop went on")) << run.out;
+  const auto issues = tracker_.Issues();
+  ASSERT_EQ(issues.size(), 2u) << run.out;
+  const struct {
+    const char* message;
+    const char* handler;
+  } expected[] = {{"Nota fiscal sem destinatário", "FailInFirstHandler"},
+                  {"Tabela de preços vazia", "FailInSecondHandler"}};
+  for (std::size_t i = 0; i < 2; ++i) {
+    SCOPED_TRACE(expected[i].handler);
+    EXPECT_EQ(issues[i].summary, std::string("crash-child, ") + expected[i].message);
+    const std::string& report = issues[i].attachments.at("bugreport.txt");
+    const std::string stack = report.substr(report.find("call stack of the crashing thread:"));
+    // The package's function, in the package, right below the call it made.
+    const std::size_t at = stack.find(expected[i].handler);
+    ASSERT_NE(at, std::string::npos) << report;
+    EXPECT_TRUE(Has(stack.substr(stack.rfind('\n', at)), "mrotalis.bpl")) << report;
+    EXPECT_TRUE(Has(stack.substr(0, at), "PackageBridge::Fail")) << report;
+  }
 }
 
 TEST_F(CrashProcessTest, AnEditErrorShowsOnlyASimpleBox) {

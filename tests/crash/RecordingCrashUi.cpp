@@ -22,7 +22,9 @@ const char* NameOf(ui::CrashDialogButton button) {
 
 }  // namespace
 
-RecordingCrashUi::RecordingCrashUi(const std::string& choices) {
+RecordingCrashUi::RecordingCrashUi(const std::string& choices,
+                                   std::unique_ptr<ui::CrashUi> pleaseWait)
+    : pleaseWait_(std::move(pleaseWait)) {
   std::istringstream list(choices);
   for (std::string choice; std::getline(list, choice, ',');) {
     if (!choice.empty()) choices_.push_back(choice);
@@ -31,9 +33,13 @@ RecordingCrashUi::RecordingCrashUi(const std::string& choices) {
 
 void RecordingCrashUi::ShowPleaseWait(const std::string& title, const std::string& text) {
   std::cout << "please-wait|" << title << "|" << text << std::endl;
+  if (pleaseWait_) pleaseWait_->ShowPleaseWait(title, text);
 }
 
-void RecordingCrashUi::HidePleaseWait() { std::cout << "please-wait-hidden" << std::endl; }
+void RecordingCrashUi::HidePleaseWait() {
+  if (pleaseWait_) pleaseWait_->HidePleaseWait();
+  std::cout << "please-wait-hidden" << std::endl;
+}
 
 ui::CrashDialogButton RecordingCrashUi::ShowCrashDialog(const ui::CrashDialogSpec& spec) {
   std::cout << "dialog|" << spec.title << "|" << spec.message;

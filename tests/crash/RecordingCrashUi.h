@@ -5,6 +5,7 @@
 // child process and read what the user would have seen.
 
 #include <deque>
+#include <memory>
 #include <string>
 
 #include "ui/CrashUi.h"
@@ -16,8 +17,10 @@ inline constexpr const char* kStandInScreenshot = "\x89PNG\r\n\x1a\n stand-in sc
 class RecordingCrashUi : public ui::CrashUi {
  public:
   // choices: "show", "continue", "restart", "close", comma-separated; when
-  // they run out, the focused button is taken.
-  explicit RecordingCrashUi(const std::string& choices);
+  // they run out, the focused button is taken. `pleaseWait`, when given,
+  // also shows the please-wait box (a desktop one, which runs its event loop).
+  explicit RecordingCrashUi(const std::string& choices,
+                            std::unique_ptr<ui::CrashUi> pleaseWait = nullptr);
 
   void ShowPleaseWait(const std::string& title, const std::string& text) override;
   void HidePleaseWait() override;
@@ -28,6 +31,7 @@ class RecordingCrashUi : public ui::CrashUi {
 
  private:
   std::deque<std::string> choices_;
+  std::unique_ptr<ui::CrashUi> pleaseWait_;
 };
 
 }  // namespace rotalis::test

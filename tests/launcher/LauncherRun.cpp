@@ -126,6 +126,9 @@ platform::ChildCommand LauncherFolder::Command(const std::string& input,
       command.environment.push_back(entry);
   }
   command.environment.push_back(std::string("PATH=") + kUnrelatedPath);
+  // The crash reporter counts this workstation's submissions there: each
+  // folder starts with the whole hourly allowance.
+  command.environment = WithTemporaryFolder(command.environment, temp_->Path());
   command.environment.push_back("ROTALIS_TEST_MARKER=" + *temp_ / "marker.txt");
   command.inputFile = temp_->Write("input" + tag + ".txt", input);
   command.outputFile = *temp_ / ("output" + tag + ".txt");

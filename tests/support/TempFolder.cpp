@@ -1,5 +1,6 @@
 #include "tests/support/TempFolder.h"
 
+#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -16,6 +17,23 @@ std::filesystem::path FsPath(const std::string& utf8) {
 }
 
 }  // namespace
+
+std::vector<std::string> WithTemporaryFolder(std::vector<std::string> environment,
+                                             const std::string& folder) {
+  std::erase_if(environment, [](const std::string& entry) {
+    std::string name = entry.substr(0, entry.find('='));
+    for (char& c : name) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    return name == "TMPDIR" || name == "TEMP" || name == "TMP";
+  });
+#if defined(_WIN32)
+  // Under Wine, TMPDIR is also where the Windows process looks for Wine's
+  // own server: a Windows path there cuts the process off from it.
+  for (const char* name : {"TEMP=", "TMP="}) environment.push_back(name + folder);
+#else
+  for (const char* name : {"TMPDIR=", "TEMP=", "TMP="}) environment.push_back(name + folder);
+#endif
+  return environment;
+}
 
 TempFolder::~TempFolder() {
   std::error_code ignored;

@@ -3,6 +3,7 @@
 // in it when the object goes.
 
 #include <string>
+#include <vector>
 
 namespace rotalis::test {
 
@@ -25,5 +26,11 @@ class TempFolder {
  private:
   std::string path_;
 };
+
+// `environment` ("NAME=value" entries) for a program whose temporary folder
+// is to be `folder`: TMPDIR on POSIX systems, TEMP and TMP as Windows reads
+// them.
+std::vector<std::string> WithTemporaryFolder(std::vector<std::string> environment,
+                                             const std::string& folder);
 
 }  // namespace rotalis::test

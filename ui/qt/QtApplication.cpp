@@ -1,8 +1,8 @@
 #include "ui/qt/QtApplication.h"
 
 #include <QMessageBox>
-#include <QTimer>
 
+#include "ui/qt/HeldTasks.h"
 #include "ui/qt/QtBackend.h"
 #include "ui/qt/QtForms.h"
 
@@ -82,7 +82,7 @@ Form& QtApplication::CreateForm(const FormSpec& spec) {
 }
 
 void QtApplication::Post(std::function<void()> task) {
-  QTimer::singleShot(0, qapp_.get(), std::move(task));
+  PostProgramTask(qapp_.get(), std::move(task));
 }
 
 void QtApplication::ReleaseComponent(Component& component) {

@@ -15,6 +15,8 @@
 #include <QStyle>
 #include <QVBoxLayout>
 
+#include "ui/qt/HeldTasks.h"
+
 namespace rotalis::ui::qt {
 namespace {
 
@@ -94,13 +96,19 @@ class QtCrashUi : public CrashUi {
     layout->addWidget(new QLabel(Text(text)));
     pleaseWait_->setModal(true);
     pleaseWait_->show();
-    // Nothing else runs the loop while the report is built: paint it now.
-    for (int i = 0; i < 3; ++i) QCoreApplication::processEvents();
+    // Nothing else runs the loop while the report is built: paint it now,
+    // without the program's tasks and without the user's input to its forms.
+    pleaseWaitHold_ = std::make_unique<ProgramTasksHeld>();
+    for (int i = 0; i < 3; ++i) QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
   }
 
-  void HidePleaseWait() override { pleaseWait_.reset(); }
+  void HidePleaseWait() override {
+    pleaseWait_.reset();
+    pleaseWaitHold_.reset();
+  }
 
   CrashDialogButton ShowCrashDialog(const CrashDialogSpec& spec) override {
+    const ProgramTasksHeld held;
     QDialog dialog;
     CrashDialogButton chosen = spec.focused;
     BuildCrashDialog(dialog, spec, chosen);
@@ -109,6 +117,7 @@ class QtCrashUi : public CrashUi {
   }
 
   void ShowReport(const std::string& title, const std::string& report) override {
+    const ProgramTasksHeld held;
     QDialog dialog;
     dialog.setWindowTitle(Text(title));
     auto* layout = new QVBoxLayout(&dialog);
@@ -125,6 +134,7 @@ class QtCrashUi : public CrashUi {
   }
 
   void ShowSimpleBox(const SimpleBoxSpec& spec) override {
+    const ProgramTasksHeld held;
     for (;;) {
       QMessageBox box(QMessageBox::Warning, Text(spec.title), Text(spec.message));
       QPushButton* ok = box.addButton(Text(spec.okText), QMessageBox::AcceptRole);
@@ -157,6 +167,7 @@ class QtCrashUi : public CrashUi {
   // One QApplication per process: made here only when the program has none.
   std::unique_ptr<QApplication> ownApplication_;
   std::unique_ptr<QDialog> pleaseWait_;
+  std::unique_ptr<ProgramTasksHeld> pleaseWaitHold_;
 };
 
 }  // namespace

@@ -38,6 +38,8 @@ MantisFixtureServer::MantisFixtureServer(const MantisTrackerSetup& setup)
   command += " --port " + std::to_string(setup.port);
   for (const std::string& extension : setup.disallowedExtensions)
     command += " --disallowed-extension " + ShellQuoted(extension);
+  if (setup.refuseSearch) command += " --refuse-search";
+  if (setup.holdAnswers) command += " --hold-until " + ShellQuoted(HostPath(folder_ / "release"));
   command += " >" + ShellQuoted(HostPath(folder_ / "server.log")) + " 2>&1";
   // The server's standard input is our pipe: however this process ends, the
   // pipe closes and the server stops.
@@ -73,6 +75,8 @@ std::vector<TrackerIssue> MantisFixtureServer::Issues() const {
     issue.category = parsed.at("category").get<std::string>();
     issue.summary = parsed.at("summary").get<std::string>();
     issue.description = parsed.at("description").get<std::string>();
+    issue.status = parsed.at("status").get<int>();
+    for (const auto& note : parsed.at("notes")) issue.notes.push_back(note.at("text"));
     for (const auto& attachment : parsed.at("attachments")) {
       const std::string name = attachment.at("name").get<std::string>();
       issue.attachments[name] = folder_.Read("issues/" + std::to_string(id) + "/" + name);
@@ -82,6 +86,15 @@ std::vector<TrackerIssue> MantisFixtureServer::Issues() const {
   }
   return issues;
 }
+
+void MantisFixtureServer::SetIssueStatus(int id, int status) {
+  const std::string name = "issues/" + std::to_string(id) + ".json";
+  auto record = nlohmann::json::parse(folder_.Read(name));
+  record["status"] = status;
+  folder_.Write(name, record.dump());
+}
+
+void MantisFixtureServer::ReleaseAnswers() { folder_.Write("release", ""); }
 
 std::vector<std::string> MantisFixtureServer::Operations() const {
   std::vector<std::string> operations;

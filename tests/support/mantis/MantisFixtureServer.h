@@ -25,6 +25,11 @@ struct MantisTrackerSetup {
   int port = 0;
   // Attachments named with these extensions are refused ("File type not allowed.").
   std::vector<std::string> disallowedExtensions = {};
+  // mc_filter_search_issue_ids answers "Access denied", as a tracker whose
+  // account may not search.
+  bool refuseSearch = false;
+  // No request is answered before ReleaseAnswers.
+  bool holdAnswers = false;
 };
 
 struct TrackerIssue {
@@ -35,6 +40,8 @@ struct TrackerIssue {
   std::string description;
   std::map<std::string, std::string> attachments;      // name -> raw bytes
   std::map<std::string, std::string> attachmentTypes;  // name -> file_type
+  std::vector<std::string> notes;                      // their texts, oldest first
+  int status = 10;                                     // 10 "new", 80 "resolved", 90 "closed"
 };
 
 class MantisFixtureServer {
@@ -49,6 +56,12 @@ class MantisFixtureServer {
 
   // The issues filed so far, by id, with their attachments.
   std::vector<TrackerIssue> Issues() const;
+
+  // As a developer does in the tracker's pages.
+  void SetIssueStatus(int id, int status);
+
+  // Lets the requests held since the start (holdAnswers) be answered.
+  void ReleaseAnswers();
 
   // Operations of every request received, oldest first.
   std::vector<std::string> Operations() const;
