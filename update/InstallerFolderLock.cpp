@@ -73,7 +73,10 @@ InstallerFolderLock LockInstallerFolder(ui::Application& app,
       return result;
     }
     if (form) {
-      (*form)->SetText(WaitingText(result.lock->ReadNote()));
+      // No name: the holder is letting go (it wipes its name first) or the
+      // next one has not named itself yet; the last name shown stays.
+      if (const std::string holder = result.lock->ReadNote(); !holder.empty())
+        (*form)->SetText(WaitingText(holder));
     } else if (std::chrono::steady_clock::now() >= showFrom) {
       form = std::make_unique<WaitingForm>(app, result.lock->ReadNote());
     }
