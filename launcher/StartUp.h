@@ -12,7 +12,9 @@ namespace rotalis {
 // update step, the module package loaded, "FprinciRotalis" (as owned directly
 // by the application object, possibly absent) made the main form, the message
 // loop run. An error in any step ends the sequence there and leaves this
-// function. Returns the process exit status of a normal end, 0.
+// function. A user who stops waiting for another workstation's update ends
+// it after the update step, without the package (see AfterUpdate). Returns
+// the process exit status of a normal end, 0.
 int RunLauncher(ui::Application& app, const Installation& here);
 
 }  // namespace rotalis

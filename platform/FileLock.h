@@ -8,8 +8,10 @@
 // with the process, however it ends.
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace rotalis::platform {
 
@@ -36,10 +38,29 @@ class FileLock {
   bool Locked() const { return locked_; }
   const std::string& Path() const { return path_; }
 
+  // A lock file that holds nothing else can say who holds it: the holder
+  // leaves a short text (at most kNoteBytes - 1 bytes of UTF-8, cut at a
+  // character) at the start of the file, far below the locked byte, and those
+  // who wait read it through their own handle. WriteNote raises unless this
+  // object holds the lock; Unlock and the end of the object wipe the note
+  // before the lock goes, so that a note names the holder of the moment (or
+  // one that died holding it). ReadNote never raises: "" when there is none
+  // or it cannot be read.
+  static constexpr std::size_t kNoteBytes = 256;
+  void WriteNote(std::string_view text);
+  std::string ReadNote() const;
+
  private:
+  // The operating system's positioned reads and writes at offset 0; they
+  // raise rotalis::Exception.
+  void WriteAtStart(const std::string& bytes);
+  std::string ReadAtStart(std::size_t count) const;
+  void WipeNote() noexcept;
+
   std::string path_;
   std::intptr_t handle_;
   bool locked_ = false;
+  bool noted_ = false;
 };
 
 }  // namespace rotalis::platform

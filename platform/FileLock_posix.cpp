@@ -41,6 +41,7 @@ FileLock::FileLock(const std::string& path, LockFileVisibility /*visibility: the
 }
 
 FileLock::~FileLock() {
+  WipeNote();
   // Closing the only descriptor of the description releases its lock.
   close(static_cast<int>(handle_));
 }
@@ -57,8 +58,24 @@ bool FileLock::TryLock() {
 
 void FileLock::Unlock() {
   if (!locked_) return;
+  WipeNote();
   SetLock(static_cast<int>(handle_), F_UNLCK);
   locked_ = false;
+}
+
+void FileLock::WriteAtStart(const std::string& bytes) {
+  const ssize_t written = pwrite(static_cast<int>(handle_), bytes.data(), bytes.size(), 0);
+  if (written != static_cast<ssize_t>(bytes.size()))
+    throw Exception("Cannot write '" + path_ +
+                    "': " + (written < 0 ? SystemErrorMessage(errno) : std::string("short write")));
+}
+
+std::string FileLock::ReadAtStart(std::size_t count) const {
+  std::string bytes(count, '\0');
+  const ssize_t read = pread(static_cast<int>(handle_), bytes.data(), count, 0);
+  if (read < 0) throw Exception("Cannot read '" + path_ + "': " + SystemErrorMessage(errno));
+  bytes.resize(static_cast<std::size_t>(read));
+  return bytes;
 }
 
 }  // namespace rotalis::platform

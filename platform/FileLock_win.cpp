@@ -58,9 +58,33 @@ bool FileLock::TryLock() {
 
 void FileLock::Unlock() {
   if (!locked_) return;
+  WipeNote();
   OVERLAPPED range = LockedRange();
   UnlockFileEx(AsHandle(handle_), 0, 1, 0, &range);
   locked_ = false;
+}
+
+// The handle is synchronous: an OVERLAPPED only names the offset.
+void FileLock::WriteAtStart(const std::string& bytes) {
+  OVERLAPPED at{};
+  DWORD written = 0;
+  if (!WriteFile(AsHandle(handle_), bytes.data(), static_cast<DWORD>(bytes.size()), &written,
+                 &at) ||
+      written != bytes.size())
+    throw Exception("Cannot write '" + path_ + "': " + WindowsErrorMessage(GetLastError()));
+}
+
+std::string FileLock::ReadAtStart(std::size_t count) const {
+  std::string bytes(count, '\0');
+  OVERLAPPED at{};
+  DWORD read = 0;
+  if (!ReadFile(AsHandle(handle_), bytes.data(), static_cast<DWORD>(count), &read, &at)) {
+    const DWORD error = GetLastError();
+    if (error != ERROR_HANDLE_EOF)
+      throw Exception("Cannot read '" + path_ + "': " + WindowsErrorMessage(error));
+  }
+  bytes.resize(read);
+  return bytes;
 }
 
 }  // namespace rotalis::platform

@@ -181,11 +181,32 @@ run unpack-mariadb tar -xf "$(ls "$work"/src/mariadb_*.orig.tar.gz)" -C "$work/m
 # Without _WIN32_WINNT at Windows 10, Schannel's certificate chain engine is set up with a
 # structure size Wine (and old Windows) reject: TLS with a CA file then fails.
 # Only the static library and headers: the DLL and the plugin DLLs would double the time.
+# Connector/C looks for curl even without WITH_CURL and, once the other lane has installed
+# it here, compiles its remote-file support against headers it does not put on the path:
+# REMOTEIO_PLUGIN_TYPE=OFF keeps the build the same whichever lane is first.
+# The login methods a server may ask for are built into the library: a plugin left dynamic
+# would be looked for as a DLL that no workstation has (the server decides the method, per
+# account: MySQL 8 defaults to caching_sha2_password, MariaDB offers ed25519 and PAM).
+auth_plugins=(caching_sha2_password sha256_password client_ed25519 dialog mysql_clear_password)
+plugin_options=()
+for plugin in "${auth_plugins[@]}"; do
+  plugin_options+=("-DCLIENT_PLUGIN_${plugin^^}=STATIC")
+done
 cmake_build mariadb "$work/mariadb/libmariadb" --target mariadbclient --component Development \
   -DWITH_SSL=SCHANNEL -DWITH_UNIT_TESTS=OFF -DWITH_CURL=OFF \
-  -DWITH_EXTERNAL_ZLIB=ON \
+  -DWITH_EXTERNAL_ZLIB=ON "${plugin_options[@]}" \
+  -DREMOTEIO_PLUGIN_TYPE=OFF \
   -DCMAKE_C_FLAGS=-D_WIN32_WINNT=0x0A00
 [ -f "$PREFIX/lib/mariadb/libmariadbclient.a" ] || die "libmariadbclient.a was not installed"
+# The generated list of built-in plugins is what the client registers at start.
+for plugin in "${auth_plugins[@]}"; do
+  grep -q "&${plugin}_client_plugin," "$work/build-mariadb/libmariadb/ma_client_plugin.c" ||
+    die "Connector/C did not build the $plugin login plugin in"
+done
+# A folder of this machine (the plugin folder under the prefix, or the build folder)
+# compiled into the client would be searched on every workstation.
+! grep -qaF "$PREFIX" "$PREFIX/lib/mariadb/libmariadbclient.a" ||
+  die "libmariadbclient.a names a folder of this machine ($PREFIX)"
 [ -f "$PREFIX/include/mariadb/mysql.h" ] || die "mysql.h was not installed"
 
 mkdir -p "$PREFIX/lib/cmake/RotalisMariaDB"

@@ -58,6 +58,20 @@ struct FormSpec {
   int height = 0;
 };
 
+// A form that says what the start is waiting for, with a bar that moves
+// without end, while someone else's work (another workstation's update) holds
+// it up. Unlike the progress form it can be closed by the user: that is the
+// user giving up the wait, which the waiting code reads from Closed. Built
+// hidden from a FormSpec (name, caption, text; 0 sizes: the backend's).
+class WaitForm : public Form {
+ public:
+  // Replaces the text; the form redraws it while it shows.
+  virtual void SetText(const std::string& text) = 0;
+  // True once the form was closed (by the user, or by Close) since it was
+  // last shown.
+  virtual bool Closed() const = 0;
+};
+
 class Application {
  public:
   virtual ~Application() = default;
@@ -98,6 +112,10 @@ class Application {
 
   // Builds a progress form owned by the application object, hidden.
   virtual ProgressForm& CreateProgressForm(const ProgressFormSpec& spec) = 0;
+
+  // Builds a waiting form owned by the application object, hidden, findable
+  // by its name.
+  virtual WaitForm& CreateWaitForm(const FormSpec& spec) = 0;
 
   // Releases a component that this application owns (the progress form after
   // its work); unknown pointers are ignored.

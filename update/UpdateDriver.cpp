@@ -54,18 +54,20 @@ bool LessForPeople(const std::string& a, const std::string& b) {
 
 }  // namespace
 
-void RunUpdate(ui::Application& app, const Installation& here) {
+AfterUpdate RunUpdate(ui::Application& app, const Installation& here) {
   // Always first, whether or not the update server answers; an error here ends
   // the start-up before any installer runs.
   SyncTaxRules(app, here);
-  UpdateInstallation(app, here);
+  return UpdateInstallation(app, here);
 }
 
-void UpdateInstallation(ui::Application& app, const Installation& here) {
-  if (!ServerReachable(here.deployment.updateServer, kUpdateServerPingMs)) return;
+AfterUpdate UpdateInstallation(ui::Application& app, const Installation& here) {
+  if (!ServerReachable(here.deployment.updateServer, kUpdateServerPingMs))
+    return AfterUpdate::LoadModule;
   // Held until the installers have run: a start that waited finds what the
   // one before it downloaded, and reads the version that one installed.
   const auto folderLock = LockInstallerFolder(app, here.folder);
+  if (folderLock.givenUp) return AfterUpdate::EndStart;
   DownloadUpdates(app, here);
 
   // The version that runs now, before any installer replaces it.
@@ -88,6 +90,7 @@ void UpdateInstallation(ui::Application& app, const Installation& here) {
     app.Terminate();
     RunAndWait(app, installer, kInstallerArguments);
   }
+  return AfterUpdate::LoadModule;
 }
 
 std::string DigitsOnly(const std::string& text) {

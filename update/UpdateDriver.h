@@ -10,8 +10,15 @@
 
 namespace rotalis {
 
+// Whether the start-up goes on to the module package after the update step.
+// It ends when the user gave up waiting for another workstation's update of
+// the same application folder: that update may be replacing the package and
+// its libraries right then, and a package loaded from a shared folder would
+// also keep its installer from replacing it.
+enum class AfterUpdate { LoadModule, EndStart };
+
 // SyncTaxRules, then UpdateInstallation. Errors of either leave it.
-void RunUpdate(ui::Application& app, const Installation& here);
+AfterUpdate RunUpdate(ui::Application& app, const Installation& here);
 
 // Everything after the rule synchronisation. With a public key in the
 // deployment, an installer that no longer verifies is renamed ".rejected"
@@ -22,8 +29,11 @@ void RunUpdate(ui::Application& app, const Installation& here);
 // installer whose path digits exceed that version is run with
 // "  /silent /nocancel  /ALLUSERS " after a termination request. Raises when
 // the configuration file cannot be written or an installer path holds no
-// digit.
-void UpdateInstallation(ui::Application& app, const Installation& here);
+// digit. Downloads and installer runs hold the installer cache's lock
+// (LockInstallerFolder); when the user closes the form of that wait, nothing
+// more is done (no download, no "Versao", no installer) and the result is
+// EndStart.
+AfterUpdate UpdateInstallation(ui::Application& app, const Installation& here);
 
 // The characters '0'..'9' of the text, in order.
 std::string DigitsOnly(const std::string& text);

@@ -103,6 +103,23 @@ TEST_F(LauncherProgram, SynchronisesTheRulesThenHostsThePackageFoundOnlyInModulo
   EXPECT_EQ(run.output, "");
 }
 
+// The server chooses how an account logs in. An ed25519 account (MariaDB's
+// own method) logs in with the client's plugin, Debian's on Linux and the one
+// built into the Windows program, and the rules arrive.
+TEST_F(LauncherProgram, LogsInWithAnEd25519AccountAndFillsTheRules) {
+  LauncherFolder app;
+  SharedMariaDb().CreateEd25519Account("rotalis_ed", "Chave-ed25519", app.Database());
+  ASSERT_EQ(SharedMariaDb().QueryValue("SELECT plugin FROM mysql.user WHERE user = 'rotalis_ed'"),
+            "ed25519");
+  app.UseAccount("rotalis_ed", "Chave-ed25519");
+  app.PutPackage("standard", "Modulos");
+  const auto run = app.Run();
+  EXPECT_EQ(run.exitStatus, 0) << run.errors;
+  EXPECT_EQ(run.errors.find("Falhou na conexao"), std::string::npos) << run.errors;
+  EXPECT_EQ(RuleCodes(app), "000001,000002");
+  EXPECT_NE(run.marker.find("MainForm standard"), std::string::npos) << run.marker;
+}
+
 // A package that needs a library kept only in BPLs/ loads, from a folder
 // whose name has a blank, its needs found in the four folders as the Windows
 // loader finds them through PATH; without the library the start-up ends

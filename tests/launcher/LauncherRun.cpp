@@ -79,9 +79,14 @@ LauncherFolder::LauncherFolder(const std::string& cnpj, const std::string& launc
   database_ = server.CreateDatabase();
   CreateCompany(server, database_, cnpj);
   platform::WriteFileBytes(folder_ + "KelvaERP.exe", "MZ");
+  UseAccount(server.User(), server.Password());
+}
+
+void LauncherFolder::UseAccount(const std::string& user, const std::string& password) const {
+  const MariaDbServer& server = SharedMariaDb();
   platform::WriteFileBytes(folder_ + "kelvaERP.ini",
                            "[posi]\r\nnomebanco=" + database_ + "\r\nservidor=" + server.Host() +
-                               "\r\nusuario=" + server.User() + "\r\nsenha=" + server.Password() +
+                               "\r\nusuario=" + user + "\r\nsenha=" + password +
                                "\r\nportabanco=" + std::to_string(server.Port()) + "\r\n");
 }
 

@@ -42,6 +42,9 @@ class LauncherFolder {
   // The database the configuration file names.
   const std::string& Database() const { return database_; }
 
+  // Points the configuration file at another account of the same server.
+  void UseAccount(const std::string& user, const std::string& password) const;
+
   // Copies the test package `variant` ("standard", "lowercase", "othername",
   // "newcontract", "shortspec", "eventcrash", or "sample" for the sample
   // package) into the folder below the application folder ("" for the

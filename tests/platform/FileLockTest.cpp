@@ -69,5 +69,57 @@ TEST(FileLock, TheLockedFileStaysReadableAndWritable) {
   EXPECT_THROW(FileLock(folder / "missing/rotalis.lock"), Exception);
 }
 
+// The holder's note is read by those who wait, through handles of their own,
+// while the lock stays exclusive; it goes with the lock, and a shorter note
+// leaves nothing of a longer one.
+TEST(FileLock, TheHoldersNoteIsReadByWaitersAndGoesWithTheLock) {
+  test::TempFolder folder;
+  const std::string path = folder / "rotalis.lock";
+  FileLock holder(path);
+  FileLock waiter(path);
+  EXPECT_EQ(waiter.ReadNote(), "");
+  EXPECT_THROW(holder.WriteNote("CAIXA-02"), Exception);  // not held yet
+  ASSERT_TRUE(holder.TryLock());
+  holder.WriteNote("ESTAÇÃO-FISCAL-LONGA");
+  holder.WriteNote("CAIXA-02");
+  EXPECT_EQ(waiter.ReadNote(), "CAIXA-02");
+  EXPECT_FALSE(waiter.TryLock());
+  EXPECT_EQ(FileLock(path).ReadNote(), "CAIXA-02");
+  holder.Unlock();
+  EXPECT_EQ(waiter.ReadNote(), "");
+  ASSERT_TRUE(waiter.TryLock());
+  waiter.WriteNote("RECEPÇÃO");
+  {
+    FileLock third(path);
+    EXPECT_FALSE(third.TryLock());
+    EXPECT_EQ(third.ReadNote(), "RECEPÇÃO");
+  }
+}
+
+// Whatever is found where the note goes is shown to people: one line of valid
+// UTF-8, cut at a whole character.
+TEST(FileLock, NotesAreReadAsOneLineOfValidText) {
+  test::TempFolder folder;
+  struct Case {
+    std::string stored;
+    std::string read;
+  };
+  const std::string longName = std::string(254, 'A') + "É";  // É would straddle the end
+  const Case cases[] = {
+      {"  CAIXA-02\r\n", "CAIXA-02"},
+      {"CAIXA\t02", "CAIXA 02"},
+      {"CAIXA\xff", "CAIXA\xef\xbf\xbd"},
+      {std::string("NOME\0resto", 10), "NOME"},
+  };
+  for (const auto& c : cases) {
+    const std::string path = folder.Write("stored.lock", c.stored);
+    EXPECT_EQ(FileLock(path).ReadNote(), c.read) << c.stored;
+  }
+  FileLock holder(folder / "long.lock");
+  ASSERT_TRUE(holder.TryLock());
+  holder.WriteNote(longName);
+  EXPECT_EQ(FileLock(folder / "long.lock").ReadNote(), std::string(254, 'A'));
+}
+
 }  // namespace
 }  // namespace rotalis::platform

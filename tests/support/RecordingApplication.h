@@ -45,6 +45,34 @@ class RecordingProgressForm : public ui::ProgressForm {
   int position_ = 0;
 };
 
+// A waiting form: the texts it showed, in order. Close is also how a test
+// plays the user closing it.
+class RecordingWaitForm : public ui::WaitForm {
+ public:
+  explicit RecordingWaitForm(ui::FormSpec spec) : spec_(std::move(spec)) {
+    texts.push_back(spec_.text);
+  }
+  std::string Name() const override { return spec_.name; }
+  void Show() override {
+    shown = true;
+    closed = false;
+  }
+  void Close() override { closed = true; }
+  void SetText(const std::string& text) override {
+    if (text != texts.back()) texts.push_back(text);
+  }
+  bool Closed() const override { return closed; }
+
+  const ui::FormSpec& Spec() const { return spec_; }
+
+  bool shown = false;
+  bool closed = false;
+  std::vector<std::string> texts;  // the first is the one it was built with
+
+ private:
+  ui::FormSpec spec_;
+};
+
 class RecordingApplication : public ui::Application {
  public:
   void ShowMessage(const std::string& text) override { messages.push_back(text); }
@@ -55,6 +83,7 @@ class RecordingApplication : public ui::Application {
   }
   bool Terminated() const override { return terminated_; }
   ui::ProgressForm& CreateProgressForm(const ui::ProgressFormSpec& spec) override;
+  ui::WaitForm& CreateWaitForm(const ui::FormSpec& spec) override;
   void ReleaseComponent(ui::Component& component) override;
   ui::Component* FindComponent(std::string_view name) override;
   void SetMainForm(ui::Component* component) override { mainForm = component; }
@@ -62,6 +91,7 @@ class RecordingApplication : public ui::Application {
 
   // Components built so far, released ones included (they stay readable here).
   std::vector<std::unique_ptr<RecordingProgressForm>> progressForms;
+  std::vector<std::unique_ptr<RecordingWaitForm>> waitForms;
   std::vector<const ui::Component*> released;
   std::vector<std::string> messages;
   int processMessagesCalls = 0;

@@ -102,5 +102,22 @@ TEST_F(ConsoleFixture, ProgressFormReportsItsStepsOnlyWhileShown) {
   EXPECT_EQ(out.str(), "Atualizando ...\nAtualizando ... 2/2\n");
 }
 
+// The wait can last minutes and its text is set on every round: a log gets a
+// line only when the text changes.
+TEST_F(ConsoleFixture, WaitFormWritesItsTextOnlyWhenItChanges) {
+  WaitForm& wait = app.CreateWaitForm(
+      {"fEsperaAtualizacao", "Atualiza\xC3\xA7\xC3\xA3o", "Aguardando outro computador.", 0, 0});
+  wait.Show();
+  wait.SetText("Aguardando outro computador.");
+  wait.SetText("Aguardando o computador CAIXA-02.");
+  wait.SetText("Aguardando o computador CAIXA-02.");
+  EXPECT_FALSE(wait.Closed());
+  wait.Close();
+  EXPECT_TRUE(wait.Closed());
+  EXPECT_EQ(out.str(),
+            "Atualiza\xC3\xA7\xC3\xA3o\nAguardando outro computador.\n"
+            "Aguardando o computador CAIXA-02.\n");
+}
+
 }  // namespace
 }  // namespace rotalis::ui::console

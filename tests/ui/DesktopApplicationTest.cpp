@@ -80,5 +80,25 @@ TEST_F(DesktopFixture, ProgressBarStopsAtItsEnds) {
   EXPECT_EQ(app->FindComponent("fAguarde"), nullptr);
 }
 
+// Closing the waiting form (its window's close, as the user's click does) is
+// read back from Closed, and ends nothing else.
+TEST_F(DesktopFixture, ClosedWaitFormSaysSoUntilShownAgain) {
+  WaitForm& wait = app->CreateWaitForm({"fEsperaAtualizacao", "Atualiza\xC3\xA7\xC3\xA3o",
+                                        "Aguardando o computador CAIXA-02.", 0, 0});
+  EXPECT_EQ(app->FindComponent("fEsperaAtualizacao"), &wait);
+  wait.Show();
+  wait.SetText("Aguardando o computador RECEP\xC3\x87\xC3\x83O.");
+  app->ProcessMessages();
+  EXPECT_FALSE(wait.Closed());
+  wait.Close();
+  app->ProcessMessages();
+  EXPECT_TRUE(wait.Closed());
+  EXPECT_FALSE(app->Terminated());
+  wait.Show();
+  EXPECT_FALSE(wait.Closed());
+  app->ReleaseComponent(wait);
+  EXPECT_EQ(app->FindComponent("fEsperaAtualizacao"), nullptr);
+}
+
 }  // namespace
 }  // namespace rotalis::ui

@@ -103,6 +103,38 @@ TEST_F(Win32Fixture, ProgressBarFillsTheFormAndFollowsThePositionAndTheBytes) {
   EXPECT_EQ(SendMessageW(bar, PBM_GETPOS, 0, 0), 0);
 }
 
+// The waiting form can be closed (the user giving up the wait), which the
+// waiting code reads; its text follows what it is told, accents included.
+TEST_F(Win32Fixture, WaitFormIsATopmostWindowTheUserCanCloseAndSaysSo) {
+  WaitForm& wait = app->CreateWaitForm({"fEsperaAtualizacao", "Atualiza\xC3\xA7\xC3\xA3o",
+                                        "Aguardando o computador CAIXA-02.", 0, 0});
+  const HWND form = FindWindowW(nullptr, L"Atualiza\u00e7\u00e3o");
+  ASSERT_NE(form, nullptr);
+  EXPECT_FALSE(IsWindowVisible(form));
+  EXPECT_EQ(StyleOf(form) & (WS_CAPTION | WS_SYSMENU | WS_MINIMIZEBOX | WS_MAXIMIZEBOX),
+            WS_CAPTION | WS_SYSMENU);
+  EXPECT_EQ(ExStyleOf(form) & WS_EX_TOPMOST, WS_EX_TOPMOST);
+  const auto labels = ChildrenOf(form, L"Static");
+  ASSERT_EQ(labels.size(), 1u);
+  EXPECT_EQ(WindowText(labels[0]), L"Aguardando o computador CAIXA-02.");
+  const auto bars = ChildrenOf(form, PROGRESS_CLASSW);
+  ASSERT_EQ(bars.size(), 1u);
+  EXPECT_EQ(StyleOf(bars[0]) & PBS_MARQUEE, PBS_MARQUEE);
+
+  wait.Show();
+  EXPECT_TRUE(IsWindowVisible(form));
+  wait.SetText("T\xC3\xA9rmino em RECEP\xC3\x87\xC3\x83O.");
+  EXPECT_EQ(WindowText(labels[0]), L"T\u00e9rmino em RECEP\u00c7\u00c3O.");
+  EXPECT_FALSE(wait.Closed());
+  PostMessageW(form, WM_CLOSE, 0, 0);
+  app->ProcessMessages();
+  EXPECT_TRUE(wait.Closed());
+  EXPECT_FALSE(IsWindowVisible(form));
+  EXPECT_FALSE(app->Terminated()) << "not the main form";
+  wait.Show();
+  EXPECT_FALSE(wait.Closed()) << "shown again";
+}
+
 TEST_F(Win32Fixture, MainFormShowsItsCaptionAndTextInUtf16) {
   app->CreateForm({"FprinciRotalis", "Rotalis",
                    "M\xC3\xB3"

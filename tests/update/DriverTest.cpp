@@ -6,7 +6,9 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <locale>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -14,12 +16,16 @@
 #include "platform/AsciiCase.h"
 #include "platform/Environment.h"
 #include "platform/Exception.h"
+#include "platform/FileLock.h"
+#include "platform/FileSystem.h"
+#include "platform/SystemInfo.h"
 #include "tests/update/UpdateFixture.h"
 #if defined(_WIN32)
 #include <windows.h>
 
 #include "platform/WideText_win.h"
 #endif
+#include "update/InstallerFolderLock.h"
 #include "update/UpdateDriver.h"
 
 namespace rotalis::test {
@@ -196,6 +202,98 @@ TEST_F(DriverTest, UnreadableLauncherVersionRunsEveryNumberedInstaller) {
 
   EXPECT_EQ(Versao("kelvaerp.ini"), "0000");
   EXPECT_THAT(RunNames(), ElementsAre("Setup_1.exe"));
+}
+
+// Between two rounds of a wait the test acts, as a person at the screen or
+// the other workstation would; it sees the waiting form once there is one.
+class WaitingApplication : public RecordingApplication {
+ public:
+  void ProcessMessages() override {
+    RecordingApplication::ProcessMessages();
+    if (onRound) onRound(waitForms.empty() ? nullptr : waitForms.back().get());
+  }
+  std::function<void(RecordingWaitForm*)> onRound;
+};
+
+// Another workstation holds the installer cache of the shared folder, through
+// a handle of its own.
+class AnotherWorkstation {
+ public:
+  explicit AnotherWorkstation(const TempFolder& app)
+      : path_((platform::CreateDirectories(app / "atualizadores_versao"),
+               app / "atualizadores_versao/rotalis.lock")),
+        lock_(std::make_unique<platform::FileLock>(path_)) {
+    if (!lock_->TryLock()) throw std::runtime_error("the installer cache was locked already");
+  }
+  void Name(const std::string& computer) { lock_->WriteNote(computer); }
+  void Finish() { lock_.reset(); }
+  bool Holding() const { return lock_ != nullptr; }
+  // What someone arriving now reads, and whether they could take the lock.
+  std::string Note() const { return platform::FileLock(path_).ReadNote(); }
+  bool Free() const { return platform::FileLock(path_).TryLock(); }
+
+ private:
+  std::string path_;
+  std::unique_ptr<platform::FileLock> lock_;
+};
+
+// The form says which computer to wait for, also when that one names itself
+// only after the form is up; once the holder is done the form goes and this
+// computer holds the folder under its own name.
+TEST_F(DriverTest, AStartWaitingForAnotherWorkstationShowsWhichOneThenTakesOver) {
+  AnotherWorkstation other(app);
+  WaitingApplication waiting;
+  waiting.onRound = [&](RecordingWaitForm* form) {
+    if (form == nullptr || !other.Holding()) return;
+    if (form->texts.size() == 1)
+      other.Name("CAIXA-02");
+    else
+      other.Finish();
+  };
+
+  const InstallerFolderLock folder = LockInstallerFolder(waiting, here.folder);
+
+  ASSERT_NE(folder.lock, nullptr);
+  EXPECT_TRUE(folder.lock->Locked());
+  EXPECT_FALSE(folder.givenUp);
+  ASSERT_EQ(waiting.waitForms.size(), 1u);
+  const RecordingWaitForm& form = *waiting.waitForms[0];
+  EXPECT_EQ(form.Name(), kWaitFormName);
+  EXPECT_TRUE(form.shown);
+  EXPECT_THAT(form.texts, ElementsAre(WaitingText(""), WaitingText("CAIXA-02")));
+  EXPECT_THAT(form.texts[0], HasSubstr("iniciada em outro computador."));
+  EXPECT_THAT(form.texts[1], HasSubstr("iniciada no computador CAIXA-02."));
+  EXPECT_TRUE(form.closed);
+  EXPECT_THAT(waiting.released, ElementsAre(&form));
+  EXPECT_EQ(other.Note(), platform::ComputerName());
+}
+
+// Closing the form ends this start where it stood: nothing fetched, no
+// "Versao", no installer, no termination request, and the other workstation
+// keeps its lock and its name in the lock file.
+TEST_F(DriverTest, ClosingTheWaitingFormEndsTheStartLeavingTheFolderToTheOther) {
+  server.PublishList("kelva", "{\"qtd\":1,\"nome-1\":\"Setup_1.02.4.0.exe\"}");
+  server.PublishFile("kelva", "Setup_1.02.4.0.exe", InstallerScript());
+  PutInstaller("Setup_1.02.3.5.exe");
+  AnotherWorkstation other(app);
+  other.Name("CAIXA-02");
+  WaitingApplication waiting;
+  waiting.onRound = [](RecordingWaitForm* form) {
+    if (form != nullptr) form->Close();
+  };
+
+  EXPECT_EQ(UpdateInstallation(waiting, here), AfterUpdate::EndStart);
+
+  ASSERT_EQ(waiting.waitForms.size(), 1u);
+  EXPECT_THAT(waiting.waitForms[0]->texts, ElementsAre(WaitingText("CAIXA-02")));
+  EXPECT_THAT(waiting.released, ElementsAre(waiting.waitForms[0].get()));
+  EXPECT_THAT(server.Targets(), IsEmpty());
+  EXPECT_THAT(IniFiles(), IsEmpty());
+  EXPECT_THAT(Runs(), IsEmpty());
+  EXPECT_EQ(waiting.terminateCalls, 0);
+  EXPECT_THAT(waiting.messages, IsEmpty());
+  EXPECT_FALSE(other.Free());
+  EXPECT_EQ(other.Note(), "CAIXA-02");
 }
 
 }  // namespace

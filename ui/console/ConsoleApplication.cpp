@@ -35,6 +35,10 @@ Form& ConsoleApplication::CreateForm(const FormSpec& spec) {
   return components_.Add(std::make_unique<ConsoleForm>(spec, FormContext()));
 }
 
+WaitForm& ConsoleApplication::CreateWaitForm(const FormSpec& spec) {
+  return components_.Add(std::make_unique<ConsoleWaitForm>(spec, FormContext()));
+}
+
 void ConsoleApplication::Post(std::function<void()> task) { posted_.push_back(std::move(task)); }
 
 void ConsoleApplication::ReleaseComponent(Component& component) {

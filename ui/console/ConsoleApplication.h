@@ -35,6 +35,7 @@ class ConsoleApplication : public Application {
   bool Terminated() const override { return terminated_; }
   ProgressForm& CreateProgressForm(const ProgressFormSpec& spec) override;
   Form& CreateForm(const FormSpec& spec) override;
+  WaitForm& CreateWaitForm(const FormSpec& spec) override;
   void Post(std::function<void()> task) override;
   void ReleaseComponent(Component& component) override;
   Component* FindComponent(std::string_view name) override;

@@ -70,4 +70,31 @@ void ConsoleProgressForm::EndTransferLine() {
   transferLineOpen_ = false;
 }
 
+ConsoleWaitForm::ConsoleWaitForm(FormSpec spec, ConsoleFormContext context)
+    : spec_(std::move(spec)), context_(std::move(context)) {}
+
+void ConsoleWaitForm::Show() {
+  if (visible_) return;
+  visible_ = true;
+  closed_ = false;
+  context_.out << spec_.caption << '\n' << spec_.text << '\n';
+  context_.out.flush();
+}
+
+void ConsoleWaitForm::Close() {
+  if (!visible_) return;
+  visible_ = false;
+  closed_ = true;
+  if (context_.onClosed) context_.onClosed(*this);
+}
+
+// Called again and again while the wait lasts: only a change is news.
+void ConsoleWaitForm::SetText(const std::string& text) {
+  if (text == spec_.text) return;
+  spec_.text = text;
+  if (!visible_) return;
+  context_.out << spec_.text << '\n';
+  context_.out.flush();
+}
+
 }  // namespace rotalis::ui::console

@@ -55,4 +55,23 @@ class ConsoleProgressForm : public ProgressForm {
   int lastPercent_ = -1;
 };
 
+// A waiting form: the caption, then its text on a line each time it changes.
+// A console has nothing to close it with (Ctrl+C ends the whole process), so
+// only the program closes it.
+class ConsoleWaitForm : public WaitForm {
+ public:
+  ConsoleWaitForm(FormSpec spec, ConsoleFormContext context);
+  std::string Name() const override { return spec_.name; }
+  void Show() override;
+  void Close() override;
+  void SetText(const std::string& text) override;
+  bool Closed() const override { return closed_; }
+
+ private:
+  FormSpec spec_;
+  ConsoleFormContext context_;
+  bool visible_ = false;
+  bool closed_ = false;
+};
+
 }  // namespace rotalis::ui::console

@@ -81,6 +81,11 @@ Form& QtApplication::CreateForm(const FormSpec& spec) {
       std::make_unique<QtForm>(spec, [this](Form& closed) { FormClosed(closed); }));
 }
 
+WaitForm& QtApplication::CreateWaitForm(const FormSpec& spec) {
+  return components_.Add(
+      std::make_unique<QtWaitForm>(spec, [this](Form& closed) { FormClosed(closed); }));
+}
+
 void QtApplication::Post(std::function<void()> task) {
   PostProgramTask(qapp_.get(), std::move(task));
 }

@@ -34,6 +34,7 @@ class QtApplication : public Application {
   bool Terminated() const override { return terminated_; }
   ProgressForm& CreateProgressForm(const ProgressFormSpec& spec) override;
   Form& CreateForm(const FormSpec& spec) override;
+  WaitForm& CreateWaitForm(const FormSpec& spec) override;
   void Post(std::function<void()> task) override;
   void ReleaseComponent(Component& component) override;
   Component* FindComponent(std::string_view name) override;

@@ -102,4 +102,45 @@ void QtProgressForm::SetTransferProgress(std::uint64_t received, std::uint64_t t
   bar_->setFormat(QStringLiteral("%v / %m \u2014 ") + bytes);
 }
 
+// Like the progress form, kept above the others, but with a close button:
+// closing is how the user stops waiting. The bar has no range, so Qt keeps it
+// moving to show that the program is alive.
+QtWaitForm::QtWaitForm(const FormSpec& spec, std::function<void(Form&)> onClosed)
+    : name_(spec.name) {
+  const Qt::WindowFlags flags = Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                                Qt::WindowCloseButtonHint | Qt::WindowStaysOnTopHint;
+  window_ = std::make_unique<FormWindow>(
+      [this, onClosed] {
+        closed_ = true;
+        onClosed(*this);
+      },
+      flags);
+  window_->setObjectName(FromUtf8(spec.name));
+  window_->setWindowTitle(FromUtf8(spec.caption));
+  window_->setFixedSize(spec.width > 0 ? spec.width : 420, spec.height > 0 ? spec.height : 160);
+  auto* layout = new QVBoxLayout(window_.get());
+  text_ = new QLabel(FromUtf8(spec.text), window_.get());
+  text_->setWordWrap(true);
+  text_->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+  layout->addWidget(text_, 1);
+  auto* bar = new QProgressBar(window_.get());
+  bar->setRange(0, 0);
+  bar->setTextVisible(false);
+  layout->addWidget(bar);
+  CentreOnScreen(*window_);
+}
+
+void QtWaitForm::Show() {
+  closed_ = false;
+  window_->show();
+  window_->raise();
+}
+
+void QtWaitForm::Close() { window_->close(); }
+
+void QtWaitForm::SetText(const std::string& text) {
+  const QString shown = FromUtf8(text);
+  if (text_->text() != shown) text_->setText(shown);
+}
+
 }  // namespace rotalis::ui::qt

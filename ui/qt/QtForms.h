@@ -2,6 +2,7 @@
 // The desktop backend's forms: each owns one top-level widget and tells the
 // application object when the user or the program closed it.
 
+#include <QLabel>
 #include <QProgressBar>
 #include <QWidget>
 #include <functional>
@@ -58,6 +59,23 @@ class QtProgressForm : public ProgressForm, public QtFormBase {
   std::string name_;
   std::unique_ptr<FormWindow> window_;
   QProgressBar* bar_ = nullptr;  // owned by window_
+};
+
+class QtWaitForm : public WaitForm, public QtFormBase {
+ public:
+  QtWaitForm(const FormSpec& spec, std::function<void(Form&)> onClosed);
+  std::string Name() const override { return name_; }
+  void Show() override;
+  void Close() override;
+  void SetText(const std::string& text) override;
+  bool Closed() const override { return closed_; }
+  QWidget& Widget() override { return *window_; }
+
+ private:
+  std::string name_;
+  std::unique_ptr<FormWindow> window_;
+  QLabel* text_ = nullptr;  // owned by window_
+  bool closed_ = false;
 };
 
 }  // namespace rotalis::ui::qt

@@ -76,6 +76,10 @@ Form& Win32Application::CreateForm(const FormSpec& spec) {
   return components_.Add(std::make_unique<Win32Form>(spec, Hooks()));
 }
 
+WaitForm& Win32Application::CreateWaitForm(const FormSpec& spec) {
+  return components_.Add(std::make_unique<Win32WaitForm>(spec, Hooks()));
+}
+
 void Win32Application::Post(std::function<void()> task) {
   {
     const std::lock_guard lock(postedLock_);

@@ -31,6 +31,7 @@ class Win32Application : public Application {
   bool Terminated() const override { return terminated_; }
   ProgressForm& CreateProgressForm(const ProgressFormSpec& spec) override;
   Form& CreateForm(const FormSpec& spec) override;
+  WaitForm& CreateWaitForm(const FormSpec& spec) override;
   // Any thread may post; the loop's thread runs the task.
   void Post(std::function<void()> task) override;
   void ReleaseComponent(Component& component) override;

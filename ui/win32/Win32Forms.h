@@ -108,4 +108,30 @@ class Win32ProgressForm : public ClosableForm<ProgressForm> {
   UniqueFont font_;
 };
 
+// The waiting form: a fixed window kept above the others, with a close
+// button (closing is the user giving up the wait), its text above a bar
+// that moves without end.
+class Win32WaitForm : public ClosableForm<WaitForm> {
+ public:
+  Win32WaitForm(const FormSpec& spec, FormHooks hooks);
+  ~Win32WaitForm() override;
+  void Show() override;
+  void SetText(const std::string& text) override;
+  bool Closed() const override { return closed_; }
+
+ protected:
+  LRESULT HandleMessage(UINT message, WPARAM wParam, LPARAM lParam) override;
+
+ private:
+  void Layout();
+
+  int width_;
+  int height_;
+  std::wstring text_;
+  HWND label_ = nullptr;  // children, destroyed with the window
+  HWND bar_ = nullptr;
+  UniqueFont font_;
+  bool closed_ = false;
+};
+
 }  // namespace rotalis::ui::win32

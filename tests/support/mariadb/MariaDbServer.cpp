@@ -105,6 +105,16 @@ void MariaDbServer::CreateErpTables(const std::string& database) const {
   Execute(ReadFile(LocalPath(script)), database);
 }
 
+void MariaDbServer::CreateEd25519Account(const std::string& user, const std::string& password,
+                                         const std::string& database) const {
+  if (QueryValue("SELECT COUNT(*) FROM information_schema.plugins WHERE plugin_name = 'ed25519'") !=
+      "1")
+    Execute("INSTALL SONAME 'auth_ed25519'");
+  const std::string account = "'" + user + "'@'127.0.0.1'";
+  Execute("CREATE OR REPLACE USER " + account + " IDENTIFIED VIA ed25519 USING PASSWORD('" +
+          password + "'); GRANT ALL ON `" + database + "`.* TO " + account);
+}
+
 void MariaDbServer::Configure(TDbConnection& connection, const std::string& database) const {
   connection.SetProviderName(TMySQLProvider::kName);
   connection.SetDatabase(database);

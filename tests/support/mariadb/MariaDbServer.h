@@ -43,6 +43,12 @@ class MariaDbServer {
   // cfgmcfg and etd, as the ERP has them, in that database.
   void CreateErpTables(const std::string& database) const;
 
+  // An account on 127.0.0.1 that logs in with the server's ed25519 method
+  // (MariaDB's own, which Debian ships as a plugin the server loads here
+  // first), allowed everything on that database; made anew if it exists.
+  void CreateEd25519Account(const std::string& user, const std::string& password,
+                            const std::string& database) const;
+
   // Sets a connection's parameters to reach this server and database
   // (provider "MySQL"); does not connect.
   void Configure(TDbConnection& connection, const std::string& database) const;
