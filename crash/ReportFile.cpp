@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <exception>
-#include <filesystem>
 #include <memory>
 #include <numeric>
 
@@ -68,8 +67,8 @@ void RemoveSentReports(const std::string& path, const std::string& written) {
   try {
     const auto lock = LockReports(path);
     if (platform::ReadFileBytes(path) != written) return;
-    std::error_code ignored;
-    std::filesystem::remove(path, ignored);
+    // The path is UTF-8: through the platform, as the system's wide name.
+    platform::RemoveFile(path);
   } catch (const std::exception&) {
     // Gone already, or unreadable: nothing to remove that is known to be sent.
   }
