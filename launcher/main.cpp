@@ -15,10 +15,11 @@ ROTALIS_STAMP_FILE_VERSION(ROTALIS_VERSION_MAJOR, ROTALIS_VERSION_MINOR, ROTALIS
 // The leak report is switched on before this runs (LeakReport.cpp).
 int main() {
   using namespace rotalis;
-  // A windowed program started from a console window shows its console
-  // backend's text there.
-  platform::AttachParentConsole();
   const ui::BackendKind backend = ui::ChooseBackend();
+  // A windowed program started from a console window shows its console
+  // backend's text there. With windows it stays clear of that console: a
+  // program attached to it keeps it open, and dies when it is closed.
+  if (backend == ui::BackendKind::Console) platform::AttachParentConsole();
   try {
     // The crash reporter comes first: from here on, every error that nothing
     // handles ends in it, whether it leaves this body, an event handler of

@@ -5,6 +5,15 @@
 
 namespace rotalis::platform {
 
+// Whether the shell may hold a program back to ask the user about where its
+// file came from (Windows' zone check: the "Open File - Security Warning" box
+// for a file from the internet or from a file server outside the local
+// intranet zone). POSIX systems have no such check.
+enum class ZoneCheck {
+  Ask,   // as for a program started by hand
+  Skip,  // the caller has just checked the file's publisher itself
+};
+
 // A program started by StartProcess. The object does not stop the program when
 // it goes: it only lets go of it.
 class ChildProcess {
@@ -24,7 +33,7 @@ class ChildProcess {
   int ExitCode() const { return exitCode_; }
 
  private:
-  friend ChildProcess StartProcess(const std::string&, const std::string&);
+  friend ChildProcess StartProcess(const std::string&, const std::string&, ZoneCheck);
 #if defined(_WIN32)
   explicit ChildProcess(void* process) : process_(process) {}
 
@@ -45,6 +54,7 @@ class ChildProcess {
 // blanks into separate arguments, without any quoting rules: "  /a /b  /c "
 // gives "/a", "/b", "/c". Raises rotalis::Exception with the system's message
 // text (e.g. "No such file or directory") when the program cannot be started.
-ChildProcess StartProcess(const std::string& path, const std::string& arguments);
+ChildProcess StartProcess(const std::string& path, const std::string& arguments,
+                          ZoneCheck zoneCheck = ZoneCheck::Ask);
 
 }  // namespace rotalis::platform

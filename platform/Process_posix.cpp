@@ -81,7 +81,8 @@ bool ChildProcess::WaitFor(int milliseconds) {
   return reap();
 }
 
-ChildProcess StartProcess(const std::string& path, const std::string& arguments) {
+ChildProcess StartProcess(const std::string& path, const std::string& arguments,
+                          ZoneCheck /*zoneCheck: no such check here*/) {
   std::vector<std::string> words = SplitAtBlanks(arguments);
   std::vector<char*> argv;
   argv.push_back(const_cast<char*>(path.c_str()));

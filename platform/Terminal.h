@@ -17,7 +17,16 @@ bool StandardErrorIsTerminal();
 // (The console does not wait for a windowed program, so its prompt may come
 // back before the program's text.)
 // On POSIX systems the streams are already the terminal's, and it does nothing.
-// Call it first thing in main, before anything is written.
+// Call it in main before anything is written, and only when the console
+// backend runs: a program attached to a console keeps that console open, and
+// is ended when someone closes it.
 void AttachParentConsole();
+
+// Makes std::cout and std::cerr, where they write to a console, hand it their
+// UTF-8 text as characters: a Windows console reads the bytes of a plain write
+// in its own code page. A stream sent to a file or a pipe still gets the
+// bytes. Nothing to do on POSIX systems, whose terminals read UTF-8. Call it
+// after AttachParentConsole and before the streams are used.
+void WriteConsoleTextAsCharacters();
 
 }  // namespace rotalis::platform

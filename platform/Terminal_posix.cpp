@@ -9,4 +9,6 @@ bool StandardErrorIsTerminal() { return isatty(STDERR_FILENO) == 1; }
 
 void AttachParentConsole() {}
 
+void WriteConsoleTextAsCharacters() {}
+
 }  // namespace rotalis::platform

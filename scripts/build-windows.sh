@@ -12,9 +12,14 @@
 # (-DROTALIS_UPDATE_SERVER=… and the rest; the build refuses to configure
 # without them).
 #
-# It then lays out what a deployment ships: BUILD_DIR/release/app/ holds the
-# files to copy into the ERP's application folder, and
-# BUILD_DIR/release/rotalis-<version>-windows-x86_64.zip the same files zipped.
+# It then lays out what a deployment ships (scripts/package-windows.sh):
+# BUILD_DIR/release/app/ holds the files to copy into the ERP's application
+# folder, and BUILD_DIR/release/rotalis-<version>-windows-x86_64.zip the same
+# files zipped. The programs in both are signed with the publisher's
+# certificate when the build is given -DROTALIS_CODESIGN_PFX=<file.pfx> and
+# -DROTALIS_CODESIGN_PASSWORD_FILE=<file> (and, optionally,
+# -DROTALIS_CODESIGN_TIMESTAMP_URL=<time-stamp server>); otherwise the release
+# is unsigned and the build says so.
 set -euo pipefail
 if [ $# -lt 1 ]; then
   echo "usage: $0 BUILD_DIR [extra CMake arguments]" >&2
@@ -34,8 +39,10 @@ cmake -S "$root" -B "$build" -G Ninja \
   -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@"
 cmake --build "$build"
 
-release=$build/release
-rm -rf "$release"
-cmake --install "$build" --prefix "$release/app" --strip >/dev/null
-version=$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$build/CMakeCache.txt")
-(cd "$release/app" && cmake -E tar cf "../rotalis-$version-windows-x86_64.zip" --format=zip .)
+setting() { sed -n "s/^$1:[A-Z]*=//p" "$build/CMakeCache.txt"; }
+signing=()
+if [ -n "$(setting ROTALIS_CODESIGN_PFX)" ]; then
+  signing=("$(setting ROTALIS_CODESIGN_PFX)" "$(setting ROTALIS_CODESIGN_PASSWORD_FILE)"
+    "$(setting ROTALIS_CODESIGN_TIMESTAMP_URL)")
+fi
+bash "$root/scripts/package-windows.sh" "$build" "$build/release" "${signing[@]}"

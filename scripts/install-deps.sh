@@ -12,7 +12,7 @@ packages=(
   libclang-rt-14-dev libfuzzer-14-dev
   libmariadb-dev mariadb-server mariadb-client
   libcurl4-openssl-dev nlohmann-json3-dev libgtest-dev libgmock-dev
-  libsodium-dev minisign
+  libsodium-dev minisign osslsigncode
   qt6-base-dev libgl-dev xvfb xauth
   libdw-dev
   nginx-light tinyproxy-bin openssl python3 ca-certificates curl procps locales

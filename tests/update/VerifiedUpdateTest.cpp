@@ -7,13 +7,21 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <ostream>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tests/support/HostShell.h"
 #include "tests/update/UpdateFixture.h"
 #include "update/UpdateDriver.h"
+
+namespace rotalis::platform {
+void PrintTo(ZoneCheck zoneCheck, std::ostream* out) {
+  *out << (zoneCheck == ZoneCheck::Skip ? "Skip" : "Ask");
+}
+}  // namespace rotalis::platform
 
 namespace rotalis::test {
 namespace {
@@ -123,6 +131,37 @@ TEST_F(VerifiedUpdateTest, SignedInstallersAreVerifiedCachedAndRun) {
   EXPECT_EQ(app.Read(Cache("Setup_1.02.3.5.exe")), InstallerScript());
   EXPECT_TRUE(Exists(Cache("Setup_1.02.3.5.exe.minisig")));
   EXPECT_FALSE(Exists(Cache("Setup_1.02.3.5.exe.part")));
+}
+
+// The shell's zone check is left out only for installers whose signature
+// was just checked: without a key every start is asked for as a program
+// started by hand would be.
+TEST_F(VerifiedUpdateTest, OnlyVerifiedInstallersAreStartedWithoutTheZoneCheck) {
+  using platform::ZoneCheck;
+  using Start = std::pair<std::string, ZoneCheck>;
+  std::vector<Start> starts;
+  const ProgramStart recordingStart = [&starts](const std::string& path,
+                                                const std::string& arguments, ZoneCheck zoneCheck) {
+    starts.emplace_back(std::filesystem::path(path).filename().string(), zoneCheck);
+    return platform::StartProcess(path, arguments, zoneCheck);
+  };
+  Publish("Setup_1.02.3.5.exe");
+  List({"Setup_1.02.3.5.exe"});
+
+  UpdateInstallation(ui, here, recordingStart);
+  const auto verified = starts;
+  starts.clear();
+  here.deployment.updatePublicKey.clear();
+  PutInstaller("Setup_1.02.3.6.exe");
+  UpdateInstallation(ui, here, recordingStart);
+
+  EXPECT_THAT(verified, ElementsAre(Start("Setup_1.02.3.5.exe", ZoneCheck::Skip)));
+  EXPECT_THAT(starts, ElementsAre(Start("Setup_1.02.3.5.exe", ZoneCheck::Ask),
+                                  Start("Setup_1.02.3.6.exe", ZoneCheck::Ask)));
+  // Started either way, with the same arguments.
+  EXPECT_THAT(RunNames(),
+              ElementsAre("Setup_1.02.3.5.exe", "Setup_1.02.3.5.exe", "Setup_1.02.3.6.exe"));
+  EXPECT_THAT(ui.messages, IsEmpty());
 }
 
 TEST_F(VerifiedUpdateTest, RefusedInstallersLeaveNothingUnderTheirNameAndSayWhy) {

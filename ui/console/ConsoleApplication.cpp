@@ -9,7 +9,9 @@ namespace rotalis::ui::console {
 
 ConsoleApplication::ConsoleApplication()
     : ConsoleApplication(ConsoleStreams{std::cin, std::cerr, platform::StandardInputIsTerminal(),
-                                        platform::StandardErrorIsTerminal()}) {}
+                                        platform::StandardErrorIsTerminal()}) {
+  platform::WriteConsoleTextAsCharacters();
+}
 
 ConsoleApplication::ConsoleApplication(ConsoleStreams streams) : streams_(streams) {}
 

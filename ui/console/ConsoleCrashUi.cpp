@@ -107,6 +107,7 @@ class ConsoleCrashUi : public CrashUi {
 }  // namespace
 
 std::unique_ptr<CrashUi> CreateConsoleCrashUi() {
+  platform::WriteConsoleTextAsCharacters();
   return CreateConsoleCrashUi(
       CrashConsoleStreams{std::cin, std::cerr, platform::StandardInputIsTerminal()});
 }

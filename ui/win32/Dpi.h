@@ -17,6 +17,14 @@ inline constexpr UINT kDesignDpi = 96;
 // The window's DPI; the system's for nullptr.
 UINT DpiOf(HWND window);
 
+// Grows a client rectangle to the window's outer rectangle for that style, at
+// `dpi` (no menu bar).
+void AdjustFrameForDpi(RECT& frame, DWORD style, DWORD exStyle, UINT dpi);
+
+// The calling thread's DPI awareness from now on; the one it had, or nullptr
+// where threads cannot have one of their own (before Windows 10 1607).
+DPI_AWARENESS_CONTEXT SetThreadDpiAwareness(DPI_AWARENESS_CONTEXT context);
+
 // A size written for 96 DPI, at `dpi`.
 int Scaled(int value, UINT dpi);
 

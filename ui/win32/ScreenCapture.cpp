@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "ui/win32/Dpi.h"
 #include "ui/win32/Win32Window.h"
 #include "ui/win32/WindowHandles.h"
 
@@ -14,9 +15,9 @@ namespace {
 class PhysicalPixelsForThisThread {
  public:
   PhysicalPixelsForThisThread()
-      : previous_(SetThreadDpiAwarenessContext(DPI_AWARENESS_CONTEXT_PER_MONITOR_AWARE_V2)) {}
+      : previous_(SetThreadDpiAwareness(DPI_AWARENESS_CONTEXT_PER_MONITOR_AWARE_V2)) {}
   ~PhysicalPixelsForThisThread() {
-    if (previous_ != nullptr) SetThreadDpiAwarenessContext(previous_);
+    if (previous_ != nullptr) SetThreadDpiAwareness(previous_);
   }
   PhysicalPixelsForThisThread(const PhysicalPixelsForThisThread&) = delete;
   PhysicalPixelsForThisThread& operator=(const PhysicalPixelsForThisThread&) = delete;

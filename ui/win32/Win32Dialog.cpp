@@ -116,8 +116,7 @@ void Win32Dialog::SetClientSize(int width, int height) {
   const LONG style = GetWindowLongW(window_, GWL_STYLE);
   const LONG exStyle = GetWindowLongW(window_, GWL_EXSTYLE);
   RECT frame{0, 0, width, height};
-  AdjustWindowRectExForDpi(&frame, static_cast<DWORD>(style), FALSE, static_cast<DWORD>(exStyle),
-                           Dpi());
+  AdjustFrameForDpi(frame, static_cast<DWORD>(style), static_cast<DWORD>(exStyle), Dpi());
   const RECT area = WorkAreaOf(window_);
   const int outerWidth = std::min<int>(frame.right - frame.left, area.right - area.left);
   const int outerHeight = std::min<int>(frame.bottom - frame.top, area.bottom - area.top);
