@@ -107,16 +107,16 @@ CrashOutcome CrashReporter::Handle(const CrashEvent& event) {
   if (!duplicate && !filter.NoScrShot && !settings_.ScrShotAppOnly) {
     screenshot = ui_.CaptureScreenPng(settings_.ScrShotDepth);
   }
-  if (settings_.PlWaitBox) ui_.ShowPleaseWait(settings_.PlWaitTitle, settings_.PlWaitText);
+  const bool waitShown = settings_.PlWaitBox && ShowPleaseWait();
   std::string report;
   try {
     report = BuildReport(event);
     if (!duplicate) SaveAndSubmit(event, report, screenshot);
   } catch (...) {
-    if (settings_.PlWaitBox) ui_.HidePleaseWait();
+    if (waitShown) ui_.HidePleaseWait();
     throw;
   }
-  if (settings_.PlWaitBox) ui_.HidePleaseWait();
+  if (waitShown) ui_.HidePleaseWait();
   if (filter.ShowCfg == ssNothing)
     return event.canContinue ? CrashOutcome::Continue : CrashOutcome::Close;
   return AskUser(event, report);
@@ -130,6 +130,18 @@ CrashOutcome CrashReporter::HandleNested(const CrashEvent& event) {
     SaveAndSubmit(event, BuildReport(event), {});
   }
   return CrashOutcome::Continue;
+}
+
+bool CrashReporter::ShowPleaseWait() {
+  // The box only asks the user for patience: one that cannot open (no
+  // desktop to draw on, the session out of window handles) must not cost the
+  // report it would have waited for.
+  try {
+    ui_.ShowPleaseWait(settings_.PlWaitTitle, settings_.PlWaitText);
+    return true;
+  } catch (const std::exception&) {
+    return false;
+  }
 }
 
 const TCrashFilter& CrashReporter::FilterFor(const CrashEvent& event) const {

@@ -40,6 +40,8 @@ class CrashReporter {
 
  private:
   CrashOutcome HandleNested(const CrashEvent& event);
+  // Whether the please-wait box opened.
+  bool ShowPleaseWait();
   const TCrashFilter& FilterFor(const CrashEvent& event) const;
   CrashOutcome ShowWithoutReport(const TCrashFilter& filter, const CrashEvent& event);
   bool IsDuplicate(const CrashEvent& event);

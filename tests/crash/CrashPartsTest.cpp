@@ -196,7 +196,9 @@ TEST_F(SubmissionTest, TheTrackersRefusalsRaiseWithItsText) {
 // screen is a fixed image.
 class ClosingCrashUi : public ui::CrashUi {
  public:
-  void ShowPleaseWait(const std::string&, const std::string&) override {}
+  void ShowPleaseWait(const std::string&, const std::string&) override {
+    if (pleaseWaitFails) throw Exception("Cannot show the dialog: Invalid window handle");
+  }
   void HidePleaseWait() override {}
   ui::CrashDialogButton ShowCrashDialog(const ui::CrashDialogSpec&) override {
     return ui::CrashDialogButton::CloseApplication;
@@ -204,6 +206,9 @@ class ClosingCrashUi : public ui::CrashUi {
   void ShowReport(const std::string&, const std::string&) override {}
   void ShowSimpleBox(const ui::SimpleBoxSpec&) override {}
   std::string CaptureScreenPng(int) override { return "\x89PNG stand-in"; }
+
+  // As when the session has no desktop to draw on.
+  bool pleaseWaitFails = false;
 };
 
 class ReporterSubmissionTest : public ::testing::Test {
@@ -264,6 +269,18 @@ TEST_F(ReporterSubmissionTest, AnIssueFiledWithoutItsScreenshotCountsAsSent) {
   const std::string second = issues[1].attachments.at("bugreport.txt");
   EXPECT_NE(second.find("segundo erro"), std::string::npos);
   EXPECT_EQ(second.find("primeiro erro"), std::string::npos) << second;
+}
+
+// The please-wait box only asks for patience: when it cannot open, the report
+// it was shown for is still filed.
+TEST_F(ReporterSubmissionTest, APleaseWaitBoxThatCannotOpenCostsNoReport) {
+  test::MantisFixtureServer tracker({"bugs", kSettings.BugTrPassword});
+  ui_.pleaseWaitFails = true;
+  Report(tracker, "Data ISO inválida");
+  const auto issues = tracker.Issues();
+  ASSERT_EQ(issues.size(), 1u);
+  EXPECT_NE(issues[0].attachments.at("bugreport.txt").find("Data ISO inválida"), std::string::npos);
+  EXPECT_FALSE(platform::FileExists(folder_ / kSettings.BugRepFile));
 }
 
 // The fixture's check is what the tests above rely on: it must catch a
