@@ -2,7 +2,7 @@
 
 #include "config/IniFile.h"
 #include "platform/FileSystem.h"
-#include "update/Edition.h"
+#include "config/Edition.h"
 
 namespace rotalis {
 

@@ -14,7 +14,7 @@
 #include "platform/TextCollation.h"
 #include "rules/RuleSync.h"
 #include "update/CachedInstallerCheck.h"
-#include "update/Edition.h"
+#include "config/Edition.h"
 #include "update/ExeFiles.h"
 #include "update/FileVersionText.h"
 #include "update/InstallerFolderLock.h"

@@ -5,7 +5,7 @@
 #include "net/JsonText.h"
 #include "net/Request.h"
 #include "platform/FileSystem.h"
-#include "update/Edition.h"
+#include "config/Edition.h"
 #include "update/UpdateDownload.h"
 #include "update/UpdateServer.h"
 #include "update/VerifiedDownload.h"

@@ -4,7 +4,7 @@
 
 #include "tests/support/TempFolder.h"
 #include "tests/support/VersionedFile.h"
-#include "update/Edition.h"
+#include "config/Edition.h"
 #include "update/ExeFiles.h"
 #include "update/FileVersionText.h"
 

@@ -1,4 +1,4 @@
-#include "update/Edition.h"
+#include "config/Edition.h"
 
 #include "platform/FileSystem.h"
 
