@@ -202,8 +202,11 @@ std::string IniFile::Encode(const std::string& text) const {
                   ": the text is not valid UTF-8");
 }
 
+// New lines end as the file's own do, except where those are a lone CR:
+// written before a line that starts with LF, it would join that LF into one
+// CRLF and swallow the line. Such files get CRLF, as Windows writes it.
 std::string IniFile::LineBreak() const {
-  if (!lineBreakBytes_.empty()) return lineBreakBytes_;
+  if (!lineBreakBytes_.empty() && lineBreakBytes_ != Encode("\r")) return lineBreakBytes_;
   return Encode("\r\n");
 }
 

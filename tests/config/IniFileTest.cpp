@@ -168,6 +168,15 @@ TEST(IniFile, ReadsOddLinesAsWindowsDoes) {
   IniFile(path).WriteString("posi", "usuario", "u");
   EXPECT_EQ(IniFile(path).ReadString("posi", "Versao", ""), "1");
   EXPECT_EQ(IniFile(path).ReadString("posi", "usuario", ""), "u");
+
+  // In a file whose breaks are lone CRs, a new line before an empty LF line
+  // keeps that line, and the same write again changes no byte.
+  const std::string mixed = dir.Write("mixed.ini", "[posi]\rnomebanco=erp\n\n");
+  IniFile(mixed).WriteString("posi", "Versao", "1");
+  const std::string once = dir.Read("mixed.ini");
+  EXPECT_EQ(once, "[posi]\rnomebanco=erp\nVersao=1\r\n\n");
+  IniFile(mixed).WriteString("posi", "Versao", "1");
+  EXPECT_EQ(dir.Read("mixed.ini"), once);
 }
 
 // Whatever the file holds, what the reader gives back is valid UTF-8.
