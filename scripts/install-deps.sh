@@ -15,7 +15,7 @@ packages=(
   libsodium-dev minisign osslsigncode
   qt6-base-dev libgl-dev xvfb xauth
   libdw-dev
-  nginx-light tinyproxy-bin openssl python3 ca-certificates curl procps locales
+  nginx-light tinyproxy-bin openssl python3 ca-certificates curl procps locales cloc
   wine wine64
   gcc-mingw-w64-i686-posix  # only builds the 32-bit package the Windows tests refuse
 )
