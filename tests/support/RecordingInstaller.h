@@ -7,7 +7,8 @@
 // to the file named there. On Windows it is RecordingInstallerMain.cpp (the
 // argument text exactly as given); on Linux a shell script of built-ins only,
 // as the PATH it inherits holds no system folder (the arguments joined with
-// one blank).
+// one blank). A file name starting with "slow" takes 0.3 s first, to show
+// that its caller waits.
 
 #include <string>
 

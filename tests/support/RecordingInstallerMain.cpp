@@ -1,6 +1,5 @@
 // The recording installer of the Windows tests (see RecordingInstaller.h), the
-// arguments split the way Windows programs split them. A file name starting
-// with "slow" takes 0.3 s first, to show that its caller waits.
+// arguments split the way Windows programs split them.
 
 #include <windows.h>
 

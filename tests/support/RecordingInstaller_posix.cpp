@@ -5,6 +5,7 @@ namespace rotalis::test {
 std::string RecordingInstallerBytes() {
   return "#!/bin/sh\n"
          "name=${0##*/}\n"
+         "case $name in slow*) sleep 0.3 ;; esac\n"
          "if [ -n \"${ROTALIS_TEST_MARKER:-}\" ]; then\n"
          "  printf 'installer %s %s PATH=%s\\n' \"$name\" \"$*\" \"$PATH\" "
          ">>\"$ROTALIS_TEST_MARKER\"\n"
