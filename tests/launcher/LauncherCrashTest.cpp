@@ -12,9 +12,9 @@
 #include "crash/CrashSettings.h"
 #include "net/JsonText.h"
 #include "platform/FileSystem.h"
-#include "tests/launcher/CompiledCloud.h"
 #include "tests/launcher/LauncherRun.h"
 #include "tests/support/HostShell.h"
+#include "tests/support/cloud/CloudFixtureServer.h"
 #include "tests/support/cloud/SyncSite.h"
 #include "tests/support/mantis/MantisFixtureServer.h"
 

@@ -13,8 +13,8 @@
 
 #include "net/JsonText.h"
 #include "platform/FileSystem.h"
-#include "tests/launcher/CompiledCloud.h"
 #include "tests/launcher/LauncherRun.h"
+#include "tests/support/cloud/CloudFixtureServer.h"
 #include "tests/support/cloud/SyncSite.h"
 #include "tests/support/mariadb/MariaDbTest.h"
 

@@ -1,16 +1,13 @@
 #include "tests/launcher/LauncherRun.h"
 
-#include <stdexcept>
 #include <thread>
 
 #include "platform/ChildProcess.h"
 #include "platform/FileSystem.h"
 #include "tests/support/HostShell.h"
+#include "tests/support/RecordingInstaller.h"
 #include "tests/support/cloud/SyncSite.h"
 #include "tests/support/mariadb/MariaDbTest.h"
-#if defined(_WIN32)
-#include "tests/support/RecordingInstaller.h"
-#endif
 
 namespace rotalis::test {
 
@@ -38,10 +35,6 @@ void CopySymbolTable(const std::string& from, const std::string& to) {
   if (platform::FileExists(from + ".sym")) CopyFile(from + ".sym", to + ".sym");
 }
 
-std::string ReadIfPresent(const std::string& path) {
-  return platform::FileExists(path) ? platform::ReadFileBytes(path) : std::string();
-}
-
 // The launcher's console text ends its lines the platform's way ("\r\n" on
 // Windows, where its streams are in text mode); the tests compare lines.
 std::string ConsoleLines(std::string text) {
@@ -55,19 +48,10 @@ std::string ConsoleLines(std::string text) {
 #endif
 }
 
-// A random folder name often has no digit; a few attempts find one.
-std::unique_ptr<TempFolder> DigitFreeTempFolder() {
-  for (int attempt = 0; attempt < 200; ++attempt) {
-    auto folder = std::make_unique<TempFolder>("rotalis-launcher");
-    if (folder->Path().find_first_of("0123456789") == std::string::npos) return folder;
-  }
-  throw std::runtime_error("no temporary folder without digits in its path");
-}
-
 }  // namespace
 
 LauncherFolder::LauncherFolder(const std::string& cnpj, const std::string& launcher)
-    : temp_(DigitFreeTempFolder()),
+    : temp_(DigitFreeTempFolder("rotalis-launcher")),
       // The build's paths are compiled in as host paths.
       launcher_(LocalPath(launcher.empty() ? ROTALIS_LAUNCHER_EXE : launcher)),
       folder_(*temp_ / kAppFolderName) {
@@ -83,11 +67,8 @@ LauncherFolder::LauncherFolder(const std::string& cnpj, const std::string& launc
 }
 
 void LauncherFolder::UseAccount(const std::string& user, const std::string& password) const {
-  const MariaDbServer& server = SharedMariaDb();
   platform::WriteFileBytes(folder_ + "kelvaERP.ini",
-                           "[posi]\r\nnomebanco=" + database_ + "\r\nservidor=" + server.Host() +
-                               "\r\nusuario=" + user + "\r\nsenha=" + password +
-                               "\r\nportabanco=" + std::to_string(server.Port()) + "\r\n");
+                           SharedMariaDb().ConfigurationIni(database_, user, password));
 }
 
 void LauncherFolder::PutPackage(const std::string& variant, const std::string& subfolder) {
@@ -108,16 +89,7 @@ void LauncherFolder::PutCrashWatcher() {
   CopySymbolTable(launcher_, folder_ + kLauncherName);
 }
 
-std::string LauncherFolder::InstallerScript() {
-#if defined(_WIN32)
-  return RecordingInstallerBytes();
-#else
-  // Only shell built-ins: the PATH it inherits holds no system folder.
-  return "#!/bin/sh\n"
-         "printf 'installer %s %s PATH=%s\\n' \"${0##*/}\" \"$*\" \"$PATH\" >> "
-         "\"$ROTALIS_TEST_MARKER\"\n";
-#endif
-}
+std::string LauncherFolder::InstallerScript() { return RecordingInstallerBytes(); }
 
 platform::ChildCommand LauncherFolder::Command(const std::string& input,
                                                const std::string& tag) const {

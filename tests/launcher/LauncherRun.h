@@ -31,7 +31,7 @@ struct LauncherRun {
 
 class LauncherFolder {
  public:
-  // The company's document is `cnpj` (digits only, see CompiledCloud). The
+  // The company's document is `cnpj` (digits only). The
   // launcher is the build's own unless `launcher` names another build of it.
   explicit LauncherFolder(const std::string& cnpj = kCompanyCnpj, const std::string& launcher = "");
 
@@ -57,9 +57,8 @@ class LauncherFolder {
   void PutCrashWatcher();
 
   // An installer for the update server to hand out, which appends
-  // "installer <file name> <arguments> PATH=<its PATH>" to the marker file: a
-  // script on Linux (the arguments joined with one blank), the recording
-  // installer program on Windows (the argument text exactly as given).
+  // "installer <file name> <arguments> PATH=<its PATH>" to the marker file
+  // (see RecordingInstaller.h).
   static std::string InstallerScript();
 
   // Runs the launcher with `input` as standard input, PATH set to an

@@ -1,8 +1,6 @@
 #include "tests/support/HostShell.h"
 
 #include <chrono>
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 #include <thread>
 
@@ -14,21 +12,24 @@ std::string ShellQuoted(const std::string& text) {
   return quoted + "'";
 }
 
-void AwaitFixtureReady(const std::string& stateFile, const std::string& what, int seconds) {
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+std::unique_ptr<HostProcess> StartFixture(const std::string& command, const TempFolder& folder,
+                                          const std::string& what) {
+  auto process = std::make_unique<HostProcess>(
+      command + " >" + ShellQuoted(HostPath(folder / "server.log")) + " 2>&1");
+  // Slow machines take their time to make a fixture's certificates.
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
   std::string state;
-  while (true) {
-    std::ostringstream content;
-    content << std::ifstream(stateFile, std::ios::binary).rdbuf();
-    state = content.str();
-    if (!state.empty() || std::chrono::steady_clock::now() >= deadline) break;
+  while ((state = ReadIfPresent(folder / "state")).empty() &&
+         std::chrono::steady_clock::now() < deadline) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   if (state.rfind("ready", 0) != 0) {
-    throw std::runtime_error(
-        "the " + what + " did not start: " +
-        (state.empty() ? "no answer within " + std::to_string(seconds) + " s" : state));
+    throw std::runtime_error("the " + what + " did not start: " +
+                             (state.empty() ? "no answer within a minute; its log:\n" +
+                                                  ReadIfPresent(folder / "server.log")
+                                            : state));
   }
+  return process;
 }
 
 }  // namespace rotalis::test

@@ -12,6 +12,8 @@
 #include <memory>
 #include <string>
 
+#include "tests/support/TempFolder.h"
+
 namespace rotalis::test {
 
 // Runs the command to its end and returns its exit status (128 + the signal
@@ -64,9 +66,14 @@ std::string LocalPath(const std::string& hostPath);
 // Quoted for bash, so that a path with blanks or quotes stays one word.
 std::string ShellQuoted(const std::string& text);
 
-// Waits for the state file a fixture script writes once: "ready", or "failed"
-// followed by what went wrong. Anything but "ready" within `seconds` throws
-// std::runtime_error("the <what> did not start: " + that text).
-void AwaitFixtureReady(const std::string& stateFile, const std::string& what, int seconds = 10);
+// Starts a fixture server that owns `folder`: `command` runs on the host with
+// its output in folder/server.log and its standard input a pipe from this
+// program (see HostProcess), so the server stops when the returned process
+// goes or this program dies. Returns once the server has written "ready" into
+// folder/state; throws std::runtime_error("the <what> did not start: ...")
+// with what it wrote there instead ("failed" and why) or, without a word from
+// it within a minute, its log.
+std::unique_ptr<HostProcess> StartFixture(const std::string& command, const TempFolder& folder,
+                                          const std::string& what);
 
 }  // namespace rotalis::test

@@ -1,12 +1,5 @@
-// The installer the Windows tests hand to the update step: it records how it
-// was started and does nothing else. The Linux tests use shell scripts.
-//
-// With ROTALIS_TEST_MARKER set it appends
-//     installer <file name> <argument text as given> PATH=<PATH>
-// and with ROTALIS_TEST_RUNS set
-//     <file name>\t<argument 1>\t...\tPATH=<PATH>
-// (arguments split the way Windows programs split them). A file name starting
-// with "slow" takes 0.3 s first, to show that its caller waits.
+// The recording installer of the Windows tests (see RecordingInstaller.h), the
+// arguments split the way Windows programs split them.
 
 #include <windows.h>
 

@@ -3,8 +3,9 @@
 #include <cctype>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
+
+#include "platform/FileSystem.h"
 
 namespace rotalis::test {
 namespace {
@@ -50,11 +51,20 @@ std::string TempFolder::Write(const std::string& relative, const std::string& by
 }
 
 std::string TempFolder::Read(const std::string& relative) const {
-  std::ifstream in(FsPath(path_ + relative), std::ios::binary);
-  if (!in) throw std::runtime_error("cannot read " + path_ + relative);
-  std::ostringstream content;
-  content << in.rdbuf();
-  return content.str();
+  return platform::ReadFileBytes(path_ + relative);
+}
+
+std::unique_ptr<TempFolder> DigitFreeTempFolder(const std::string& prefix) {
+  // A random folder name often has no digit; a few attempts find one.
+  for (int attempt = 0; attempt < 200; ++attempt) {
+    auto folder = std::make_unique<TempFolder>(prefix);
+    if (folder->Path().find_first_of("0123456789") == std::string::npos) return folder;
+  }
+  throw std::runtime_error("no temporary folder without digits in its path");
+}
+
+std::string ReadIfPresent(const std::string& path) {
+  return platform::FileExists(path) ? platform::ReadFileBytes(path) : std::string();
 }
 
 }  // namespace rotalis::test

@@ -2,6 +2,7 @@
 // A fresh folder under the system's temporary folder, removed with everything
 // in it when the object goes.
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,14 @@ class TempFolder {
  private:
   std::string path_;
 };
+
+// A TempFolder whose path holds no digit, for paths the product reads numbers
+// from (installer numbers are read from the whole path).
+std::unique_ptr<TempFolder> DigitFreeTempFolder(const std::string& prefix);
+
+// The bytes of a file, empty when there is none (yet): what a server or child
+// program writes as it goes.
+std::string ReadIfPresent(const std::string& path);
 
 // `environment` ("NAME=value" entries) for a program whose temporary folder
 // is to be `folder`: TMPDIR on POSIX systems, TEMP and TMP as Windows reads

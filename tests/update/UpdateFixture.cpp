@@ -2,55 +2,29 @@
 
 #include <filesystem>
 #include <sstream>
-#include <stdexcept>
 
 #include "platform/Environment.h"
-#include "tests/support/VersionedFile.h"
-#if defined(_WIN32)
 #include "tests/support/RecordingInstaller.h"
-#endif
+#include "tests/support/VersionedFile.h"
 
 namespace rotalis::test {
 
-namespace {
-
 // Installer numbers are read from the whole path, so the application folder
-// must not add digits of its own; a random folder name often has none.
-std::unique_ptr<TempFolder> DigitFreeTempFolder() {
-  for (int attempt = 0; attempt < 200; ++attempt) {
-    auto folder = std::make_unique<TempFolder>("rotalis-update");
-    if (folder->Path().find_first_of("0123456789") == std::string::npos) return folder;
-  }
-  throw std::runtime_error("no temporary folder without digits in its path");
-}
-
-}  // namespace
-
-UpdateTest::UpdateTest() : appFolder(DigitFreeTempFolder()), app(*appFolder) {
+// must not add digits of its own.
+UpdateTest::UpdateTest() : appFolder(DigitFreeTempFolder("rotalis-update")), app(*appFolder) {
   here.folder = app.Path();
 #if defined(_WIN32)
   here.executablePath = app / "rotalis.exe";
-  // The recording installer learns from its environment where to record.
-  platform::SetEnvironment("ROTALIS_TEST_RUNS", app / "runs.log");
 #else
   here.executablePath = app / "rotalis";
 #endif
+  // The recording installer learns from its environment where to record.
+  platform::SetEnvironment("ROTALIS_TEST_RUNS", app / "runs.log");
   WriteVersionedFile(here.executablePath, 1, 2, 3, 4);
   here.deployment.updateServer = "127.0.0.1";
 }
 
-std::string UpdateTest::InstallerScript() const {
-#if defined(_WIN32)
-  return RecordingInstallerBytes();
-#else
-  // One line per start: name, then each argument, then PATH, tab-separated.
-  return "#!/bin/sh\n"
-         "line=\"${0##*/}\"\n"
-         "for a in \"$@\"; do line=\"$line\t$a\"; done\n"
-         "printf '%s\\tPATH=%s\\n' \"$line\" \"$PATH\" >> '" +
-         app / "runs.log" + "'\n";
-#endif
-}
+std::string UpdateTest::InstallerScript() const { return RecordingInstallerBytes(); }
 
 std::string UpdateTest::PutInstaller(const std::string& name) const {
   const std::string path = app.Write("atualizadores_versao/" + name, InstallerScript());
@@ -62,8 +36,7 @@ std::string UpdateTest::PutInstaller(const std::string& name) const {
 
 std::vector<InstallerRun> UpdateTest::Runs() const {
   std::vector<InstallerRun> runs;
-  if (!Exists("runs.log")) return runs;
-  std::istringstream lines(app.Read("runs.log"));
+  std::istringstream lines(ReadIfPresent(app / "runs.log"));
   for (std::string line; std::getline(lines, line);) {
     std::vector<std::string> fields;
     std::istringstream parts(line);

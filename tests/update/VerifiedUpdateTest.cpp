@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/FileSystem.h"
 #include "tests/support/HostShell.h"
 #include "tests/update/UpdateFixture.h"
 #include "update/UpdateDriver.h"
@@ -36,15 +37,6 @@ using ::testing::SizeIs;
 
 std::filesystem::path FsPath(const std::string& utf8) {
   return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
-}
-
-std::string ReadPath(const std::string& path) {
-  std::ifstream in(FsPath(path), std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-void WritePath(const std::string& path, const std::string& bytes) {
-  std::ofstream(FsPath(path), std::ios::binary | std::ios::trunc) << bytes;
 }
 
 class VerifiedUpdateTest : public UpdateTest {
@@ -176,9 +168,9 @@ TEST_F(VerifiedUpdateTest, RefusedInstallersLeaveNothingUnderTheirNameAndSayWhy)
   Publish("Setup_1.02.3.7.exe", "stranger");
 
   const std::string edited = Publish("Setup_1.02.3.8.exe") + ".minisig";
-  std::string signature = ReadPath(edited);
+  std::string signature = platform::ReadFileBytes(edited);
   signature.insert(signature.find("\ntrusted comment: ") + 18, "versao aprovada ");
-  WritePath(edited, signature);
+  platform::WriteFileBytes(edited, signature);
 
   List({"Setup_1.02.3.5.exe", "Setup_1.02.3.6.exe", "Setup_1.02.3.7.exe", "Setup_1.02.3.8.exe"});
   UpdateInstallation(ui, here);

@@ -4,6 +4,9 @@
 // GET /functions/v1/regras-por-cnpj from rule bodies set per CNPJ, refuses a
 // wrong bearer token with 401, and logs every request. It gets a CA and server
 // certificate of its own, and stops when the object goes or the program dies.
+//
+// The launcher's tests run it where the launcher binary was built to look for
+// it (AtCompiledAddress, SharedCloud).
 
 #include <memory>
 #include <optional>
@@ -28,13 +31,21 @@ struct CloudRequest {
 class CloudFixtureServer {
  public:
   explicit CloudFixtureServer(std::string token = "fixture-anon-key");
+  // On the port of the compiled URL, answering to the compiled token, with a
+  // server certificate signed by the CA in the compiled CA file. That CA is
+  // made with the HTTP fixture's openssl recipe when it is missing or about to
+  // expire, so a fresh build folder needs nothing prepared. Throws
+  // std::runtime_error naming the CMake setting when the compiled deployment
+  // is not one a test can serve (not https on 127.0.0.1, no CA file). The port
+  // is fixed: one instance at a time (CTest resource lock "port8443").
+  static std::unique_ptr<CloudFixtureServer> AtCompiledAddress();
   ~CloudFixtureServer();
   CloudFixtureServer(const CloudFixtureServer&) = delete;
   CloudFixtureServer& operator=(const CloudFixtureServer&) = delete;
 
   // "https://127.0.0.1:<port>/functions/v1/regras-por-cnpj"
   std::string Url() const;
-  std::string CaFile() const;
+  const std::string& CaFile() const { return caFile_; }
   const std::string& Token() const { return token_; }
   // A deployment whose cloud constants point here (and nothing else set).
   Deployment CloudDeployment() const;
@@ -50,10 +61,20 @@ class CloudFixtureServer {
   std::vector<CloudRequest> Requests() const;
 
  private:
+  CloudFixtureServer(std::string token, const std::string& options);
+
   TempFolder folder_;
   std::string token_;
+  std::string caFile_;
   std::unique_ptr<HostProcess> process_;
   int port_ = 0;
 };
+
+// The instance at the compiled address this test program shares, started on
+// first use and stopped when the program ends.
+CloudFixtureServer& SharedCloud();
+// Stops that instance now, as when the service goes away; the next
+// SharedCloud() starts a fresh one, which has forgotten every body set.
+void StopSharedCloud();
 
 }  // namespace rotalis::test

@@ -9,10 +9,7 @@ SyncSite::SyncSite(const MariaDbServer& server, const std::string& database,
                    const CloudFixtureServer& cloud)
     : folder_("rotalis-sync") {
   folder_.Write("KelvaERP.exe", "MZ");
-  folder_.Write("kelvaERP.ini",
-                "[posi]\r\nnomebanco=" + database + "\r\nservidor=" + server.Host() +
-                    "\r\nusuario=" + server.User() + "\r\nsenha=" + server.Password() +
-                    "\r\nportabanco=" + std::to_string(server.Port()) + "\r\n");
+  folder_.Write("kelvaERP.ini", server.ConfigurationIni(database));
   here_.executablePath = folder_ / "rotalis";
   here_.folder = folder_.Path();
   here_.deployment = cloud.CloudDeployment();

@@ -2,13 +2,10 @@
 
 #include <algorithm>
 #include <cctype>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <sstream>
-#include <stdexcept>
-#include <thread>
 
 namespace rotalis::test {
 namespace {
@@ -31,13 +28,6 @@ std::string FromHex(const std::string& hex) {
   return out;
 }
 
-std::string ReadAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
-
 }  // namespace
 
 std::optional<std::string> LoggedRequest::Header(const std::string& name) const {
@@ -52,23 +42,10 @@ std::optional<std::string> LoggedRequest::Header(const std::string& name) const 
 }
 
 HttpFixtureServer::HttpFixtureServer() : folder_("rotalis-http") {
-  // The server's standard input is our pipe: when this process ends in any way
-  // the pipe closes and the server stops.
-  process_ =
-      std::make_unique<HostProcess>("exec python3 -u " + ShellQuoted(ROTALIS_HTTP_FIXTURE_SCRIPT) +
-                                    " --folder " + ShellQuoted(HostPath(folder_.Path())) + " >" +
-                                    ShellQuoted(HostPath(folder_ / "server.log")) + " 2>&1");
-
-  const std::string ports = folder_ / "ports.json";
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  while (!std::filesystem::exists(ports)) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      throw std::runtime_error("the HTTP fixture server did not start: " +
-                               ReadAll(folder_ / "server.log"));
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  }
-  const auto parsed = nlohmann::json::parse(ReadAll(ports));
+  process_ = StartFixture("exec python3 -u " + ShellQuoted(ROTALIS_HTTP_FIXTURE_SCRIPT) +
+                              " --folder " + ShellQuoted(HostPath(folder_.Path())),
+                          folder_, "HTTP fixture server");
+  const auto parsed = nlohmann::json::parse(folder_.Read("ports.json"));
   httpPort_ = parsed.at("http").get<int>();
   httpsPort_ = parsed.at("https").get<int>();
 }
@@ -112,7 +89,7 @@ void HttpFixtureServer::WriteRoutes() const {
 
 std::vector<LoggedRequest> HttpFixtureServer::Requests() const {
   std::vector<LoggedRequest> requests;
-  std::istringstream lines(ReadAll(folder_ / "requests.jsonl"));
+  std::istringstream lines(ReadIfPresent(folder_ / "requests.jsonl"));
   for (std::string line; std::getline(lines, line);) {
     const auto entry = nlohmann::json::parse(line);
     LoggedRequest request;

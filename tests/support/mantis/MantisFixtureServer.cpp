@@ -1,23 +1,15 @@
 #include "tests/support/mantis/MantisFixtureServer.h"
 
-#include <chrono>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <sstream>
-#include <stdexcept>
-#include <thread>
 
 namespace rotalis::test {
 namespace {
 
-// A file the server writes, empty while it has written nothing there.
-std::string ReadIfThere(const TempFolder& folder, const std::string& relative) {
-  return std::filesystem::exists(folder / relative) ? folder.Read(relative) : std::string();
-}
-
 std::vector<nlohmann::json> JsonLines(const TempFolder& folder, const std::string& relative) {
   std::vector<nlohmann::json> entries;
-  std::istringstream lines(ReadIfThere(folder, relative));
+  std::istringstream lines(ReadIfPresent(folder / relative));
   for (std::string line; std::getline(lines, line);) {
     if (!line.empty()) entries.push_back(nlohmann::json::parse(line));
   }
@@ -40,19 +32,7 @@ MantisFixtureServer::MantisFixtureServer(const MantisTrackerSetup& setup)
     command += " --disallowed-extension " + ShellQuoted(extension);
   if (setup.refuseSearch) command += " --refuse-search";
   if (setup.holdAnswers) command += " --hold-until " + ShellQuoted(HostPath(folder_ / "release"));
-  command += " >" + ShellQuoted(HostPath(folder_ / "server.log")) + " 2>&1";
-  // The server's standard input is our pipe: however this process ends, the
-  // pipe closes and the server stops.
-  process_ = std::make_unique<HostProcess>(command);
-  const std::string portFile = folder_ / "port";
-  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-  while (!std::filesystem::exists(portFile)) {
-    if (std::chrono::steady_clock::now() > deadline) {
-      throw std::runtime_error("the fixture tracker did not start: " +
-                               ReadIfThere(folder_, "server.log"));
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  }
+  process_ = StartFixture(command, folder_, "fixture tracker");
   port_ = std::stoi(folder_.Read("port"));
 }
 

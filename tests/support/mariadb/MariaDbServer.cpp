@@ -3,24 +3,16 @@
 #include <mysql.h>
 
 #include <cstdlib>
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <stdexcept>
 
 #include "db/TDbConnection.h"
 #include "db/TMySQLProvider.h"
+#include "platform/FileSystem.h"
 #include "tests/support/HostShell.h"
 
 namespace rotalis::test {
 namespace {
-
-std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream content;
-  content << in.rdbuf();
-  return content.str();
-}
 
 // A host path, compiled in.
 std::string Fixture() { return ROTALIS_MARIADB_FIXTURE; }
@@ -58,9 +50,9 @@ MariaDbServer::MariaDbServer() : folder_("rotalis-mariadb") {
   if (RunFixture(
           "start " + ShellQuoted(HostPath(folder_.Path())) + " " + std::to_string(lifeline_.Pid()),
           HostPath(output)) != 0) {
-    throw std::runtime_error("the MariaDB fixture did not start:\n" + ReadFile(output));
+    throw std::runtime_error("the MariaDB fixture did not start:\n" + ReadIfPresent(output));
   }
-  port_ = std::atoi(ReadFile(folder_ / "port").c_str());
+  port_ = std::atoi(ReadIfPresent(folder_ / "port").c_str());
   if (port_ <= 0) throw std::runtime_error("the MariaDB fixture named no port");
   // The client library's one-time set-up, as the program does it.
   TMySQLProvider provider;
@@ -102,7 +94,7 @@ std::string MariaDbServer::CreateDatabase() {
 
 void MariaDbServer::CreateErpTables(const std::string& database) const {
   const std::string script = Fixture().substr(0, Fixture().rfind('/') + 1) + "erp-tables.sql";
-  Execute(ReadFile(LocalPath(script)), database);
+  Execute(platform::ReadFileBytes(LocalPath(script)), database);
 }
 
 void MariaDbServer::CreateEd25519Account(const std::string& user, const std::string& password,
@@ -113,6 +105,14 @@ void MariaDbServer::CreateEd25519Account(const std::string& user, const std::str
   const std::string account = "'" + user + "'@'127.0.0.1'";
   Execute("CREATE OR REPLACE USER " + account + " IDENTIFIED VIA ed25519 USING PASSWORD('" +
           password + "'); GRANT ALL ON `" + database + "`.* TO " + account);
+}
+
+std::string MariaDbServer::ConfigurationIni(const std::string& database, const std::string& user,
+                                            const std::string& password) const {
+  return "[posi]\r\nnomebanco=" + database + "\r\nservidor=" + host_ +
+         "\r\nusuario=" + (user.empty() ? user_ : user) +
+         "\r\nsenha=" + (user.empty() ? password_ : password) +
+         "\r\nportabanco=" + std::to_string(port_) + "\r\n";
 }
 
 void MariaDbServer::Configure(TDbConnection& connection, const std::string& database) const {

@@ -49,6 +49,11 @@ class MariaDbServer {
   void CreateEd25519Account(const std::string& user, const std::string& password,
                             const std::string& database) const;
 
+  // The edition's configuration file naming a database of this server and an
+  // account (the administrator's when `user` is empty).
+  std::string ConfigurationIni(const std::string& database, const std::string& user = "",
+                               const std::string& password = "") const;
+
   // Sets a connection's parameters to reach this server and database
   // (provider "MySQL"); does not connect.
   void Configure(TDbConnection& connection, const std::string& database) const;

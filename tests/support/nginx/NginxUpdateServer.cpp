@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -14,20 +13,13 @@ namespace {
 
 const std::string kEndOfLog = "/end-of-log-mark-";
 
-std::string ReadAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream content;
-  content << in.rdbuf();
-  return content.str();
-}
-
 }  // namespace
 
 NginxUpdateServer::NginxUpdateServer() : folder_("rotalis-nginx") {
   const std::string work = HostPath(folder_.Path());
-  process_ = std::make_unique<HostProcess>("exec sh " + ShellQuoted(ROTALIS_NGINX_FIXTURE_SCRIPT) +
-                                           " " + ShellQuoted(work.substr(0, work.size() - 1)));
-  AwaitFixtureReady(folder_ / "state", "nginx update server");
+  process_ = StartFixture("exec sh " + ShellQuoted(ROTALIS_NGINX_FIXTURE_SCRIPT) + " " +
+                              ShellQuoted(work.substr(0, work.size() - 1)),
+                          folder_, "nginx update server");
 }
 
 // Closing the script's input stops nginx; the process waits until it is gone.
@@ -76,7 +68,7 @@ std::vector<ServedRequest> NginxUpdateServer::Requests() const {
   net::HttpTransport::Create()->Send(request);
   const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
   std::string log;
-  while ((log = ReadAll(folder_ / "access.log")).find(mark + " ") == std::string::npos &&
+  while ((log = ReadIfPresent(folder_ / "access.log")).find(mark + " ") == std::string::npos &&
          std::chrono::steady_clock::now() < deadline) {
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }

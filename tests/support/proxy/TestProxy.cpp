@@ -6,11 +6,10 @@ namespace rotalis::test {
 
 TestProxy::TestProxy(const std::string& credentials) : folder_("rotalis-proxy") {
   const std::string work = HostPath(folder_.Path());
-  process_ =
-      std::make_unique<HostProcess>("exec bash " + ShellQuoted(ROTALIS_PROXY_FIXTURE_SCRIPT) + " " +
-                                    ShellQuoted(work.substr(0, work.size() - 1)) + " 13128" +
-                                    (credentials.empty() ? "" : " " + ShellQuoted(credentials)));
-  AwaitFixtureReady(folder_ / "state", "test proxy");
+  process_ = StartFixture("exec bash " + ShellQuoted(ROTALIS_PROXY_FIXTURE_SCRIPT) + " " +
+                              ShellQuoted(work.substr(0, work.size() - 1)) + " 13128" +
+                              (credentials.empty() ? "" : " " + ShellQuoted(credentials)),
+                          folder_, "test proxy");
 }
 
 // Closing the script's input stops the proxy; the process waits until it is gone.
