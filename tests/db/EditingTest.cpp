@@ -11,6 +11,17 @@
 namespace rotalis {
 namespace {
 
+// The message of the database error `run` raised; "(no error)" when it returned.
+template <class Run>
+std::string ErrorOf(Run run) {
+  try {
+    run();
+  } catch (const EDatabaseError& error) {
+    return error.what();
+  }
+  return "(no error)";
+}
+
 class EditingTest : public test::MariaDbTest {
  protected:
   void SetUp() override {
@@ -33,14 +44,14 @@ class EditingTest : public test::MariaDbTest {
         .value_or("NULL");
   }
 
-  // Appends a row with this key and name, posted for later.
-  void AppendLater(const std::string& key, const std::string& name) {
+  // Appends a row with this key and name, posted for later unless `now`.
+  void AppendLater(const std::string& key, const std::string& name, bool now = false) {
     query_.Append();
     query_.FieldByName("codigo").SetAsString(key);
     query_.FieldByName("nome").SetAsString(name);
     query_.FieldByName("qtd").SetAsInteger(7);
     query_.FieldByName("inicio").SetAsString("01/07/2026");
-    query_.PostLater();
+    now ? query_.Post() : query_.PostLater();
   }
   void RenameLater(const std::string& key, const std::string& name) {
     ASSERT_TRUE(query_.Locate("codigo", key));
@@ -129,6 +140,14 @@ TEST_F(EditingTest, ReadsTypedValuesOfTheFirstRow) {
   EXPECT_TRUE(query_.FieldByName("fim").IsNull());
   EXPECT_EQ(query_.FieldByName("fim").AsString(), "");
   EXPECT_THROW(query_.FieldByName("nome").AsInteger(), Exception);
+  // Names match without regard to case; an unknown one is named.
+  EXPECT_EQ(query_.FieldByName("QTD").AsInteger(), 1);
+  try {
+    query_.FieldByName("nada");
+    ADD_FAILURE() << "no error";
+  } catch (const Exception& error) {
+    EXPECT_STREQ(error.what(), "Field 'nada' not found");
+  }
 }
 
 TEST_F(EditingTest, LocateIsExactAndCaseSensitive) {
@@ -168,16 +187,11 @@ TEST_F(EditingTest, PostingAnUnchangedRowSucceeds) {
 }
 
 TEST_F(EditingTest, AnAppendedKeyIsFoundAgainAndTheLastPostWins) {
-  query_.Append();
-  query_.FieldByName("codigo").SetAsString("C3");
-  query_.FieldByName("nome").SetAsString("terceiro");
-  query_.FieldByName("qtd").SetAsInteger(3);
-  query_.FieldByName("inicio").SetAsString("1/3/2026");
-  query_.Post();
+  AppendLater("C3", "terceiro", true);
   EXPECT_EQ(query_.RecordCount(), 3u);
   // Unassigned columns take the table's default.
   EXPECT_EQ(Stored("taxa", "C3"), "NULL");
-  EXPECT_EQ(Stored("inicio", "C3"), "2026-03-01");
+  EXPECT_EQ(Stored("inicio", "C3"), "2026-07-01");
 
   ASSERT_TRUE(query_.Locate("codigo", "A1"));
   ASSERT_TRUE(query_.Locate("codigo", "C3"));
@@ -188,53 +202,36 @@ TEST_F(EditingTest, AnAppendedKeyIsFoundAgainAndTheLastPostWins) {
   EXPECT_EQ(query_.FieldByName("nome").AsString(), "de novo");
 }
 
-TEST_F(EditingTest, ACaseOnlyDifferentKeyIsAppendedAndTheServerRefusesIt) {
+// A refused Post leaves the row being edited, the row set as it was, and the
+// session connected.
+TEST_F(EditingTest, ARefusedPostKeepsEditingTheRowOutsideTheRowSet) {
+  // The key differs from A1 only in case: Locate misses it, the server does not.
   ASSERT_FALSE(query_.Locate("codigo", "a1"));
-  query_.Append();
-  query_.FieldByName("codigo").SetAsString("a1");
-  query_.FieldByName("nome").SetAsString("x");
-  query_.FieldByName("qtd").SetAsInteger(9);
-  query_.FieldByName("inicio").SetAsString("01/01/2026");
-  try {
-    query_.Post();
-    ADD_FAILURE() << "no error";
-  } catch (const EDatabaseError& error) {
-    EXPECT_STREQ(error.what(), "Duplicate entry 'a1' for key 'PRIMARY'");
-  }
-  // The failed row stays in insert mode.
+  EXPECT_EQ(ErrorOf([this] { AppendLater("a1", "x", true); }),
+            "Duplicate entry 'a1' for key 'PRIMARY'");
   EXPECT_EQ(query_.GetState(), TDbQuery::State::Insert);
   EXPECT_EQ(query_.RecordCount(), 2u);
   query_.Cancel();
   EXPECT_TRUE(connection_.Connected());
-}
 
-TEST_F(EditingTest, AnUpdateThatMatchesNoRowFails) {
+  ASSERT_TRUE(query_.Locate("codigo", "A1"));
+  query_.Edit();
+  EXPECT_THROW(query_.FieldByName("inicio").SetAsString("2026-01-31"), Exception);
+  query_.FieldByName("qtd").SetAsString("muitos");
+  EXPECT_EQ(ErrorOf([this] { query_.Post(); }), "Incorrect integer value: 'muitos' for column `" +
+                                                    Database() + "`.`item`.`qtd` at row 1");
+  EXPECT_EQ(query_.GetState(), TDbQuery::State::Edit);
+  query_.Cancel();
+  EXPECT_THROW(query_.FieldByName("nome").SetAsString("fora de edição"), Exception);
+
   ASSERT_TRUE(query_.Locate("codigo", "b2"));
   Server().Execute("DELETE FROM item WHERE codigo = 'b2'", Database());
   query_.Edit();
   query_.FieldByName("nome").SetAsString("perdido");
-  try {
-    query_.Post();
-    ADD_FAILURE() << "no error";
-  } catch (const EDatabaseError& error) {
-    EXPECT_STREQ(error.what(), "Update failed. Found 0 records");
-  }
+  EXPECT_EQ(ErrorOf([this] { query_.Post(); }), "Update failed. Found 0 records");
   EXPECT_EQ(query_.GetState(), TDbQuery::State::Edit);
-}
-
-TEST_F(EditingTest, BadValuesFailClearly) {
-  query_.Edit();
-  EXPECT_THROW(query_.FieldByName("inicio").SetAsString("2026-01-31"), Exception);
-  query_.FieldByName("qtd").SetAsString("muitos");
-  try {
-    query_.Post();
-    ADD_FAILURE() << "no error";
-  } catch (const EDatabaseError& error) {
-    EXPECT_EQ(std::string(error.what()), "Incorrect integer value: 'muitos' for column `" +
-                                             Database() + "`.`item`.`qtd` at row 1");
-  }
   query_.Cancel();
-  EXPECT_THROW(query_.FieldByName("nome").SetAsString("fora de edição"), Exception);
+  EXPECT_EQ(NameInRowSet("b2"), "segundo");
 }
 
 TEST_F(EditingTest, LocateStaysIndexedOverAHundredThousandRows) {

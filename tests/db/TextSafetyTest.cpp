@@ -92,17 +92,6 @@ TEST_F(TextSafetyTest, HostileTextRoundTripsWhenTheServerTurnsBackslashEscapesOf
   RoundTrip();
 }
 
-TEST_F(TextSafetyTest, PortugueseTextIsStoredAsLatin1Characters) {
-  Open();
-  query_.Append();
-  query_.FieldByName("chave").SetAsString("Operação");
-  query_.FieldByName("valor").SetAsString("Tributação monofásica — combustíveis");
-  query_.Post();
-  // Stored as latin1 (cp1252) bytes, one per character.
-  EXPECT_EQ(Server().QueryValue("SELECT HEX(chave) FROM texto", Database()), "4F70657261E7E36F");
-  EXPECT_EQ(Server().QueryValue("SELECT CHAR_LENGTH(valor) FROM texto", Database()), "36");
-}
-
 // A character outside Windows-1252 would make the strict server refuse the
 // row: it is stored as "?" instead, and what the code page holds is kept.
 TEST_F(TextSafetyTest, TextWindows1252CannotHoldIsStoredAsQuestionMarks) {

@@ -3,13 +3,13 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
-#include <sstream>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "rules/RuleSync.h"
 #include "rules/RuleTable.h"
+#include "tests/rules/RuleRows.h"
 #include "tests/support/RecordingApplication.h"
 #include "tests/support/TimeZone.h"
 #include "tests/support/cloud/CloudFixtureServer.h"
@@ -22,35 +22,6 @@ namespace {
 
 constexpr const char* kCnpj = "12.345.678/0001-90";
 constexpr const char* kConnectionFailed = "Falhou na conexao com o banco por: ";
-
-// The columns of nrt in table order.
-const std::vector<std::string> kColumns = {"nrtcodigo",
-                                           "nrtcstibscbs",
-                                           "nrtcfop_interno",
-                                           "crtcodigo",
-                                           "nrtidentificacao",
-                                           "nrticm_interno",
-                                           "nrtcfop_externo",
-                                           "nrticm_externo",
-                                           "nrtcombate_pobreza_aliquota",
-                                           "nrtreducao_base_aliquota",
-                                           "cstcodigo",
-                                           "csicodigo",
-                                           "cspcodigo",
-                                           "pis_aliquota",
-                                           "csfcodigo",
-                                           "cofins_aliquota",
-                                           "nrtclassificacao_is",
-                                           "nrtclassificacao_cpresumido",
-                                           "nrtibs_aliquota_estadual",
-                                           "nrtibs_aliquota_municipal",
-                                           "nrtdata_inicio",
-                                           "nrtdata_fim",
-                                           "nrtcbs_aliquota",
-                                           "nrtreducao_cbs",
-                                           "nrtreducao_ibs"};
-
-using Row = std::map<std::string, std::string>;
 
 class RuleSyncTest : public test::MariaDbTest {
  protected:
@@ -92,20 +63,13 @@ class RuleSyncTest : public test::MariaDbTest {
   std::string Codes() {
     return Value("SELECT GROUP_CONCAT(nrtcodigo ORDER BY nrtcodigo) FROM nrt").value_or("");
   }
-  // Every column of one row, SQL NULL as "NULL"; empty when there is no such row.
-  Row RowOf(const std::string& code) {
-    std::string select = "SELECT CONCAT_WS(CHAR(9)";
-    for (const auto& column : kColumns) select += ", IFNULL(" + column + ", 'NULL')";
-    const auto joined = Value(select + ") FROM nrt WHERE nrtcodigo = '" + code + "'");
-    Row row;
-    if (!joined) return row;
-    std::istringstream cells(*joined);
-    std::string cell;
-    for (const auto& column : kColumns) {
-      std::getline(cells, cell, '\t');
-      row[column] = cell;
-    }
-    return row;
+  // `what` (a column, or an expression of them) of one row, SQL NULL as "NULL".
+  std::string Field(const std::string& code, const std::string& what) {
+    return Value("SELECT IFNULL(" + what + ", 'NULL') FROM nrt WHERE nrtcodigo = '" + code + "'")
+        .value_or("(no row)");
+  }
+  std::string RowOf(const std::string& code) {
+    return Field(code, test::RuleRowExpression(Server(), Database()));
   }
   // The COFINS column as the catalogue describes it: name, type, nullable.
   std::string CofinsColumn(const std::string& database) {
@@ -146,36 +110,13 @@ TEST_F(RuleSyncTest, FirstSyncFillsAnEmptyDatabase) {
   EXPECT_EQ(Codes(), "000001,000002,000003");
   EXPECT_EQ(CofinsColumn(Database()), "csfcodigo varchar(5) NO");
 
-  const Row expected = {{"nrtcodigo", "000001"},
-                        {"nrtcstibscbs", "000"},
-                        {"nrtcfop_interno", "5102"},
-                        {"crtcodigo", "3"},
-                        {"nrtidentificacao", "Operação tributável"},
-                        {"nrticm_interno", "1.235"},
-                        {"nrtcfop_externo", "6102"},
-                        {"nrticm_externo", "12.000"},
-                        {"nrtcombate_pobreza_aliquota", "12.000"},
-                        {"nrtreducao_base_aliquota", "0.000"},
-                        {"cstcodigo", "00"},
-                        {"csicodigo", "50"},
-                        {"cspcodigo", "01"},
-                        {"pis_aliquota", "0.001"},
-                        {"csfcodigo", "01"},
-                        {"cofins_aliquota", "7.600"},
-                        {"nrtclassificacao_is", "000001"},
-                        {"nrtclassificacao_cpresumido", "01"},
-                        {"nrtibs_aliquota_estadual", "0.100"},
-                        {"nrtibs_aliquota_municipal", "0.000"},
-                        {"nrtdata_inicio", "2025-12-31"},
-                        {"nrtdata_fim", "2026-12-31"},
-                        {"nrtcbs_aliquota", "0.900"},
-                        {"nrtreducao_cbs", "0.000"},
-                        {"nrtreducao_ibs", "0.000"}};
-  EXPECT_EQ(RowOf("000001"), expected);
-  EXPECT_EQ(RowOf("000002")["nrtdata_fim"], "NULL");
-  EXPECT_EQ(RowOf("000002")["nrtclassificacao_is"], "");
-  EXPECT_EQ(RowOf("000003")["nrtdata_fim"], "NULL");
-  EXPECT_EQ(RowOf("000003")["nrtdata_inicio"], "2026-01-01");
+  EXPECT_EQ(RowOf("000001"),
+            "000001|000|5102|3|Operação tributável|1.235|6102|12.000|12.000|0.000|00|50|01|0.001|"
+            "01|7.600|000001|01|0.100|0.000|2025-12-31|2026-12-31|0.900|0.000|0.000");
+  EXPECT_EQ(Field("000002", "CONCAT_WS('|', IFNULL(nrtdata_fim, 'NULL'), nrtclassificacao_is)"),
+            "NULL|");
+  EXPECT_EQ(Field("000003", "CONCAT_WS('|', nrtdata_inicio, IFNULL(nrtdata_fim, 'NULL'))"),
+            "2026-01-01|NULL");
 
   const auto requests = cloud_.Requests();
   ASSERT_EQ(requests.size(), 1u);
@@ -189,7 +130,7 @@ TEST_F(RuleSyncTest, SecondSyncUpdatesInPlaceInsertsNewAndKeepsVanishedRules) {
   net::Json b = test::SampleRule("B2");
   Answer({a, b});
   ASSERT_EQ(Sync(), "");
-  const Row vanished = RowOf("B2");
+  const std::string vanished = RowOf("B2");
 
   a["identificacao"] = "Alterada";
   a["icm_interno"] = 7;
@@ -203,12 +144,11 @@ TEST_F(RuleSyncTest, SecondSyncUpdatesInPlaceInsertsNewAndKeepsVanishedRules) {
   ASSERT_EQ(Sync(), "");
 
   EXPECT_EQ(Codes(), "A1,B2,C3,D4");
-  EXPECT_EQ(RowOf("A1")["nrtidentificacao"], "Alterada");
-  EXPECT_EQ(RowOf("A1")["nrticm_interno"], "7.000");
-  EXPECT_EQ(RowOf("A1")["nrtdata_fim"], "2026-06-30");
+  EXPECT_EQ(Field("A1", "CONCAT_WS('|', nrtidentificacao, nrticm_interno, nrtdata_fim)"),
+            "Alterada|7.000|2026-06-30");
   EXPECT_EQ(RowOf("B2"), vanished);
-  EXPECT_EQ(RowOf("C3")["nrtidentificacao"], "Venda de mercadoria C3");
-  EXPECT_EQ(RowOf("D4")["nrtidentificacao"], "última");
+  EXPECT_EQ(Field("C3", "nrtidentificacao"), "Venda de mercadoria C3");
+  EXPECT_EQ(Field("D4", "nrtidentificacao"), "última");
 
   // The same answer again changes nothing and is no error.
   ASSERT_EQ(Sync(), "");
@@ -244,8 +184,7 @@ TEST_F(RuleSyncTest, DatesAtTheEdgesOfTheCalendarAndOfSummerTimeGiveTheSameRows)
   Answer(rules);
   ASSERT_EQ(Sync(), "");
   for (std::size_t i = 0; i < std::size(cases); ++i) {
-    Row row = RowOf(std::to_string(i));
-    EXPECT_EQ(row["nrtdata_inicio"] + " " + row["nrtdata_fim"],
+    EXPECT_EQ(Field(std::to_string(i), "CONCAT(nrtdata_inicio, ' ', nrtdata_fim)"),
               std::string(cases[i].startStored) + " " + cases[i].endStored)
         << cases[i].start << " " << cases[i].end;
   }
@@ -347,50 +286,69 @@ TEST_F(RuleSyncTest, TextLatin1CannotHoldIsStoredAsQuestionMarksAndTheImportGoes
   }
 }
 
-TEST_F(RuleSyncTest, AnUnreachableCloudFailsAfterTheTableIsMade) {
-  test::SyncSite site(Server(), Database(), cloud_);
-  Installation here = site.Here();
-  here.deployment.cloudUrl =
-      "https://127.0.0.1:" + std::to_string(test::MariaDbServer::UnusedPort()) +
-      "/functions/v1/regras-por-cnpj";
-  try {
-    SyncTaxRules(app_, here);
-    ADD_FAILURE() << "no error";
-  } catch (const std::exception& error) {
-    EXPECT_EQ(std::string(error.what()).rfind("REST request failed: ", 0), 0u) << error.what();
-  }
-  EXPECT_TRUE(TableExists());
-}
-
-TEST_F(RuleSyncTest, NoConfigurationAndNoServerShowOneMessageThenFailAtTheCompanyQuery) {
+// Failures before any rule is read. A connection that fails is shown once and
+// the run goes on to the company query, whose implicit connect raises the
+// error for real; a cloud out of reach fails after the table is made.
+TEST_F(RuleSyncTest, FailuresBeforeTheImportAreShownOrRaisedAndWriteNoRule) {
   test::TempFolder bare("rotalis-bare");  // no edition, no "morvane.ini"
-  Installation here = site_->Here();
-  here.folder = bare.Path();
-  here.executablePath = bare / "rotalis";
-  std::string error;
-  try {
-    SyncTaxRules(app_, here);
-  } catch (const std::exception& raised) {
-    error = raised.what();
+  const std::string config = site_->Folder().Read("kelvaERP.ini");
+  const auto withSetting = [&](const std::string& key, const std::string& value) {
+    std::string edited = config;
+    const auto at = edited.find(key + "=");
+    edited.replace(at, edited.find("\r\n", at) - at, key + "=" + value);
+    site_->Folder().Write("kelvaERP.ini", edited);
+    return site_->Here();
+  };
+  const std::string same = "(the error raised)";
+  const struct {
+    const char* what;
+    std::function<Installation()> here;
+    std::string shown;   // after kConnectionFailed; "" for no message
+    std::string raised;  // the start of the error
+    bool tableMade;
+  } cases[] = {
+      {"no configuration",
+       [&] {
+         Installation here = site_->Here();
+         here.folder = bare.Path();
+         here.executablePath = bare / "rotalis";
+         return here;
+       },
+       same, "", false},
+      {"wrong password", [&] { return withSetting("senha", "errada"); }, same,
+       "Access denied for user 'root'@'127.0.0.1'", false},
+      {"port no number", [&] { return withSetting("portabanco", "33o6"); },
+       "'33o6' is not a valid integer value", "", false},
+      {"cloud out of reach",
+       [&] {
+         Installation here = withSetting("senha", Server().Password());
+         here.deployment.cloudUrl =
+             "https://127.0.0.1:" + std::to_string(test::MariaDbServer::UnusedPort()) +
+             "/functions/v1/regras-por-cnpj";
+         return here;
+       },
+       "", "REST request failed: ", true},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    app_.messages.clear();
+    std::string error = "(no error)";
+    try {
+      SyncTaxRules(app_, c.here());
+    } catch (const std::exception& raised) {
+      error = raised.what();
+    }
+    EXPECT_NE(error, "(no error)");
+    EXPECT_EQ(error.rfind(c.raised, 0), 0u) << error;
+    if (c.shown.empty()) {
+      EXPECT_TRUE(app_.messages.empty());
+    } else {
+      ASSERT_EQ(app_.messages.size(), 1u);
+      EXPECT_EQ(app_.messages[0], kConnectionFailed + (c.shown == same ? error : c.shown));
+    }
+    EXPECT_EQ(TableExists(), c.tableMade);
   }
-  ASSERT_EQ(app_.messages.size(), 1u);
-  ASSERT_EQ(app_.messages[0].rfind(kConnectionFailed, 0), 0u) << app_.messages[0];
-  // The company query's implicit connect fails the same way and is not caught.
-  EXPECT_FALSE(error.empty());
-  EXPECT_EQ(kConnectionFailed + error, app_.messages[0]);
   EXPECT_TRUE(cloud_.Requests().empty());
-}
-
-TEST_F(RuleSyncTest, AConnectionFailureIsShownAndTheRunGoesOn) {
-  // A wrong password: shown once, then the company query fails with the server's text.
-  std::string config = site_->Folder().Read("kelvaERP.ini");
-  config.replace(config.find("senha=kqm418"), 12, "senha=errada");
-  site_->Folder().Write("kelvaERP.ini", config);
-  const std::string error = Sync();
-  ASSERT_EQ(app_.messages.size(), 1u);
-  EXPECT_NE(error.find("Access denied"), std::string::npos) << error;
-  EXPECT_EQ(app_.messages[0], kConnectionFailed + error);
-  EXPECT_FALSE(TableExists());
 }
 
 // No company row and a company without a document (etddoc1 NULL) both ask
@@ -406,21 +364,6 @@ TEST_F(RuleSyncTest, ACompanyWithoutARowOrDocumentIsAskedForWithoutCnpj) {
   EXPECT_EQ(requests[0].target, "/functions/v1/regras-por-cnpj");
   EXPECT_EQ(requests[1].target, "/functions/v1/regras-por-cnpj");
   EXPECT_EQ(Codes(), "SEM");
-}
-
-// A port that is no number is shown like any connection failure, and the run
-// goes on to the company query, which connects on its own and fails there.
-TEST_F(RuleSyncTest, APortThatIsNoNumberIsShownAndTheRunGoesOn) {
-  std::string config = site_->Folder().Read("kelvaERP.ini");
-  const auto port = config.find("portabanco=");
-  config.replace(port, config.find("\r\n", port) - port, "portabanco=33o6");
-  site_->Folder().Write("kelvaERP.ini", config);
-  const std::string error = Sync();
-  ASSERT_EQ(app_.messages.size(), 1u);
-  EXPECT_EQ(app_.messages[0],
-            std::string(kConnectionFailed) + "'33o6' is not a valid integer value");
-  EXPECT_FALSE(error.empty());
-  EXPECT_TRUE(cloud_.Requests().empty());
 }
 
 // The rules come first, whether or not the update server answers a ping.
