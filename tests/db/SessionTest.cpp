@@ -5,14 +5,11 @@
 
 #include <chrono>
 #include <regex>
-#include <thread>
 
 #include "db/DbError.h"
 #include "db/TDbConnection.h"
 #include "db/TDbQuery.h"
-#include "platform/FileSystem.h"
-#include "tests/support/HostShell.h"
-#include "tests/support/TempFolder.h"
+#include "tests/support/http/HttpFixtureServer.h"
 #include "tests/support/mariadb/MariaDbTest.h"
 
 namespace rotalis {
@@ -118,25 +115,13 @@ TEST_F(SessionTest, ServerAndClientErrorTextsPassUnchanged) {
   EXPECT_FALSE(query_.Active());
 }
 
-// A server that takes the connection and never greets: the session gives up
-// after its 15-second connect time-out instead of waiting for ever.
+// A listener that takes the connection and never greets (a web server waiting
+// for a request): the session gives up after its 15-second connect time-out
+// instead of waiting for ever.
 TEST_F(SessionTest, AListenerThatNeverAnswersTheHandshakeTimesOut) {
-  test::TempFolder dir;
-  const test::HostProcess silent(
-      "exec python3 -c " +
-      test::ShellQuoted("import socket, sys\n"
-                        "s = socket.socket()\n"
-                        "s.bind(('127.0.0.1', 0))\n"
-                        "s.listen(8)\n"
-                        "open(sys.argv[1] + '.tmp', 'w').write(str(s.getsockname()[1]))\n"
-                        "import os; os.rename(sys.argv[1] + '.tmp', sys.argv[1])\n"
-                        "sys.stdin.read()\n") +
-      " " + test::ShellQuoted(test::HostPath(dir / "port")));
-  for (int tries = 0; tries < 500 && !platform::FileExists(dir / "port"); ++tries)
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  ASSERT_TRUE(platform::FileExists(dir / "port")) << "the silent listener did not start";
-
-  connection_.SetPort(std::stoi(dir.Read("port")));
+  const test::HttpFixtureServer silent;
+  const std::string base = silent.HttpBase();
+  connection_.SetPort(std::stoi(base.substr(base.rfind(':') + 1)));
   const auto started = std::chrono::steady_clock::now();
   const std::string error = ConnectError();
   const auto waited = std::chrono::steady_clock::now() - started;

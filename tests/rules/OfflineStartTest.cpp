@@ -42,9 +42,14 @@ class OfflineStart : public test::MariaDbTest {
     here.deployment.offlineGraceHours = hours;
     return here;
   }
-  // The same, its cloud answering `reply` from the HTTPS fixture server.
-  Installation Answering(const test::FixtureReply& reply) {
+  // The same, its cloud the HTTPS fixture server answering this.
+  Installation Answering(int status, const std::string& body) {
     if (!http_) http_ = std::make_unique<test::HttpFixtureServer>();
+    test::FixtureReply reply;
+    reply.status = status;
+    reply.body = body;
+    reply.contentType = "application/json";
+    reply.charset = "utf-8";
     http_->SetReply(kRulesPath, reply);
     Installation here = WithGrace();
     here.deployment.cloudUrl = http_->HttpsBase() + kRulesPath;
@@ -82,10 +87,6 @@ class OfflineStart : public test::MariaDbTest {
            Value("SELECT COUNT(*) FROM nrtsync WHERE nrscnpj = '" + std::string(kCnpj) +
                  "' AND nrsquando BETWEEN NOW() - INTERVAL 1 MINUTE AND NOW()") == "1";
   }
-  // The record as the message names it.
-  std::string RecordShown() {
-    return Value("SELECT DATE_FORMAT(nrsquando, '%d/%m/%Y %H:%i') FROM nrtsync");
-  }
   std::string Codes() {
     return Value("SELECT GROUP_CONCAT(nrtcodigo ORDER BY nrtcodigo) FROM nrt");
   }
@@ -95,15 +96,6 @@ class OfflineStart : public test::MariaDbTest {
   std::unique_ptr<test::SyncSite> site_;
   test::RecordingApplication app_;
 };
-
-test::FixtureReply Reply(int status, const std::string& body) {
-  test::FixtureReply reply;
-  reply.status = status;
-  reply.body = body;
-  reply.contentType = "application/json";
-  reply.charset = "utf-8";
-  return reply;
-}
 
 std::string Rules(const std::vector<net::Json>& rules) { return net::Json(rules).dump(); }
 
@@ -126,30 +118,33 @@ TEST_F(OfflineStart, WithoutAGraceNothingIsRecordedNorLookedAt) {
 // Only an answer the service meant, every record of it written, is a
 // complete synchronisation.
 TEST_F(OfflineStart, OnlyAnAnswerWrittenInFullIsRecorded) {
-  net::Json badDate = test::SampleRule("M2");
+  net::Json badDate = test::SampleRule("M3");
   badDate["data_inicio"] = "2026-13-01";
   struct Case {
     int status;
     std::string body;
     std::string error;
     bool recorded;
+    std::string codes;  // in the table afterwards: answers without rules write none
   };
   const std::vector<Case> cases = {
-      {200, Rules({test::SampleRule("M1"), test::SampleRule("M2")}), "", true},
-      {200, "[]", "", true},
-      {200, R"({"rows":[]})", "", true},
-      {404, R"({"error":"No records found"})", "", true},
-      {200, R"({"error":"Edge function crashed"})", "", false},
-      {200, "", "", false},
+      {200, "[]", "", true, "NULL"},
+      {200, R"({"rows":[]})", "", true, "NULL"},
+      {404, R"({"error":"No records found"})", "", true, "NULL"},
+      {200, R"({"error":"Edge function crashed"})", "", false, "NULL"},
+      {200, "", "", false, "NULL"},
       // A server error is never one, whatever its body holds.
-      {503, "[]", "", false},
-      {200, Rules({test::SampleRule("M1"), badDate}), "Data ISO inválida", false},
-      {200, "<html><body>Bad Gateway</body></html>", "JSON inválido", false},
+      {503, "[]", "", false, "NULL"},
+      {200, Rules({test::SampleRule("M1"), test::SampleRule("M2")}), "", true, "M1,M2"},
+      {200, Rules({test::SampleRule("M1"), badDate}), "Data ISO inválida", false, "M1,M2"},
+      {200, "<html><body>Bad Gateway</body></html>", "JSON inválido", false, "M1,M2"},
   };
-  for (const auto& [status, body, error, recorded] : cases) {
+  for (const auto& [status, body, error, recorded, codes] : cases) {
+    SCOPED_TRACE(std::to_string(status) + " " + body);
     Server().Execute("DROP TABLE IF EXISTS nrtsync", Database());
-    EXPECT_EQ(Sync(Answering(Reply(status, body))), error) << status << " " << body;
-    EXPECT_EQ(RecordedJustNow(), recorded) << status << " " << body;
+    EXPECT_EQ(Sync(Answering(status, body)), error);
+    EXPECT_EQ(RecordedJustNow(), recorded);
+    EXPECT_EQ(Codes(), codes);
   }
   EXPECT_TRUE(app_.messages.empty());
 }
@@ -191,9 +186,8 @@ TEST_F(OfflineStart, AFailingCloudIsGotPastOnlyWithARecentRecord) {
     ASSERT_EQ(Sync(WithGrace()), "");
     ASSERT_TRUE(RecordedJustNow());
     if (!record.empty()) Server().Execute(record, Database());
-    const std::string shown = RecordTableExists() ? RecordShown() : "";
 
-    const std::string raised = Sync(status == 0 ? Unreachable() : Answering(Reply(status, body)));
+    const std::string raised = Sync(status == 0 ? Unreachable() : Answering(status, body));
     // The rules in the table stay as the last synchronisation left them.
     EXPECT_EQ(Codes(), "M1");
     if (!goesOn) {
@@ -207,6 +201,8 @@ TEST_F(OfflineStart, AFailingCloudIsGotPastOnlyWithARecentRecord) {
     EXPECT_EQ(message.substr(0, std::string(kCannotUpdate).size() + why.size()),
               kCannotUpdate + why)
         << message;
+    // The record, which a start that goes on leaves as it was.
+    const std::string shown = Value("SELECT DATE_FORMAT(nrsquando, '%d/%m/%Y %H:%i') FROM nrtsync");
     EXPECT_EQ(message.substr(message.find('\n') + 1),
               "As regras em uso são as da última sincronização completa, em " + shown + ".")
         << message;

@@ -72,12 +72,11 @@ class RuleSyncTest : public test::MariaDbTest {
     return Field(code, test::RuleRowExpression(Server(), Database()));
   }
   // The COFINS column as the catalogue describes it: name, type, nullable.
-  std::string CofinsColumn(const std::string& database) {
-    return Server()
-        .QueryValue(
-            "SELECT CONCAT(column_name, ' ', column_type, ' ', is_nullable) FROM "
-            "information_schema.columns WHERE table_schema = '" +
-            database + "' AND table_name = 'nrt' AND column_name = 'csfcodigo'")
+  std::string CofinsColumn() {
+    return Value(
+               "SELECT CONCAT(column_name, ' ', column_type, ' ', is_nullable) FROM "
+               "information_schema.columns WHERE table_schema = DATABASE() AND table_name = "
+               "'nrt' AND column_name = 'csfcodigo'")
         .value_or("none");
   }
 
@@ -106,9 +105,8 @@ TEST_F(RuleSyncTest, FirstSyncFillsAnEmptyDatabase) {
   // two connections (the third is the one that counts them).
   EXPECT_EQ(Connections() - connectionsBefore, 3);
   EXPECT_TRUE(app_.messages.empty());
-  ASSERT_TRUE(TableExists());
   EXPECT_EQ(Codes(), "000001,000002,000003");
-  EXPECT_EQ(CofinsColumn(Database()), "csfcodigo varchar(5) NO");
+  EXPECT_EQ(CofinsColumn(), "csfcodigo varchar(5) NO");
 
   EXPECT_EQ(RowOf("000001"),
             "000001|000|5102|3|Operação tributável|1.235|6102|12.000|12.000|0.000|00|50|01|0.001|"
@@ -190,33 +188,19 @@ TEST_F(RuleSyncTest, DatesAtTheEdgesOfTheCalendarAndOfSummerTimeGiveTheSameRows)
   }
 }
 
-TEST_F(RuleSyncTest, NoRulesCreateTheTableButNeitherMigrateNorWrite) {
-  for (const char* body : {R"({"error":"No records found"})", "[]", R"({"rows":[]})",
-                           R"({"error":"Edge function crashed"})"}) {
-    cloud_.SetRules(kCnpj, body);
-    ASSERT_EQ(Sync(), "") << body;
-    EXPECT_TRUE(TableExists()) << body;
-    EXPECT_EQ(RowCount(), "0") << body;
-  }
-  cloud_.RemoveRules(kCnpj);  // the fixture's own "No records found", with status 404
-  ASSERT_EQ(Sync(), "");
-  EXPECT_EQ(RowCount(), "0");
-
-  // An older table whose COFINS column the migration renames and tightens: left
-  // alone while no rules come, brought into shape by the first answer with rules.
-  const std::string old = Server().CreateDatabase();
-  test::CreateCompany(Server(), old, kCnpj);
+TEST_F(RuleSyncTest, AnOlderTableIsMigratedOnlyWhenRulesCome) {
+  // Its COFINS column, which the migration renames and tightens, is left alone
+  // while no rules come and brought into shape by the first answer with rules.
   std::string create = kRuleTableCreateSql;
   const std::string cofins = "csfcodigo varchar(5) NOT NULL";
   create.replace(create.find(cofins), cofins.size(), "csFcodigo varchar(10) NULL");
-  Server().Execute(create, old);
-  test::SyncSite oldSite(Server(), old, cloud_);
-  SyncTaxRules(app_, oldSite.Here());
-  EXPECT_EQ(CofinsColumn(old), "csFcodigo varchar(10) YES");
+  Server().Execute(create, Database());
+  ASSERT_EQ(Sync(), "");  // the cloud knows no rules of the company
+  EXPECT_EQ(CofinsColumn(), "csFcodigo varchar(10) YES");
   Answer({test::SampleRule("X")});
-  SyncTaxRules(app_, oldSite.Here());
-  EXPECT_EQ(CofinsColumn(old), "csfcodigo varchar(5) NO");
-  EXPECT_EQ(Server().QueryValue("SELECT nrtcodigo FROM nrt", old), "X");
+  ASSERT_EQ(Sync(), "");
+  EXPECT_EQ(CofinsColumn(), "csfcodigo varchar(5) NO");
+  EXPECT_EQ(Codes(), "X");
   EXPECT_TRUE(app_.messages.empty());
 }
 
@@ -268,22 +252,6 @@ TEST_F(RuleSyncTest, AFailingRecordStopsTheImportAfterTheRowsBeforeIt) {
   EXPECT_EQ(Sync(), "JSON inválido");
   EXPECT_EQ(RowCount(), "0");
   EXPECT_TRUE(app_.messages.empty());
-}
-
-// latin1 cannot hold "≤" or an emoji: they arrive as "?", as text through the
-// Windows-1252 code page always did, and neither this start nor the next one
-// stops there.
-TEST_F(RuleSyncTest, TextLatin1CannotHoldIsStoredAsQuestionMarksAndTheImportGoesOn) {
-  net::Json odd = test::SampleRule("M2");
-  odd["identificacao"] = "Al\xC3\xADquota \xE2\x89\xA4 4% \xF0\x9F\x98\x80";
-  Answer({test::SampleRule("M1"), odd, test::SampleRule("M3")});
-  for (int start = 1; start <= 2; ++start) {
-    EXPECT_EQ(Sync(), "") << start;
-    EXPECT_EQ(Codes(), "M1,M2,M3") << start;
-    EXPECT_EQ(Value("SELECT HEX(nrtidentificacao) FROM nrt WHERE nrtcodigo = 'M2'"),
-              "416CED71756F7461203F203425203F")
-        << start;
-  }
 }
 
 // Failures before any rule is read. A connection that fails is shown once and

@@ -88,57 +88,32 @@ class RandomRules {
  public:
   explicit RandomRules(unsigned seed) : random_(seed) {}
 
+  // The rule with one member changed, or none.
   net::Json Vary(net::Json rule) {
-    static const std::vector<double> kRates = {
-        0,   0.0005, 0.00049999, 1.2345,  1.2355,  18,  18.0004, 18.0005,
-        7.6, 1.65,   12.9995,    -0.0004, -1.2345, 0.1, 1e-05,   999.9995};
-    static const std::vector<const char*> kTexts = {"Venda",
-                                                    "venda",
-                                                    "VENDA",
-                                                    "Venda ",
-                                                    "Venda  ",
-                                                    "Alíquota 'única' \\ \"x\"",
-                                                    "alíquota 'única' \\ \"x\"",
-                                                    "\xE2\x89\xA4 4% \xE2\x82\xAC",
-                                                    "Ação — 5%",
-                                                    ""};
-    static const std::vector<const char*> kCodes = {"5102", "5102 ", "510", "01", "1"};
-    static const std::vector<net::Json> kEndDates = {"", nullptr, "2026-12-31", "2027-02-28"};
-    static const std::vector<const char*> kRateMembers = {"icm_interno",
-                                                          "icm_externo",
-                                                          "reducao_base_aliquota",
-                                                          "pis_aliquota",
-                                                          "cofins_aliquota",
-                                                          "ibs_aliquota_estadual",
-                                                          "ibs_aliquota_municipal",
-                                                          "cbs_aliquota",
-                                                          "reducao_cbs",
-                                                          "reducao_ibs"};
-    static const std::vector<const char*> kTextMembers = {
-        "identificacao", "cst_icm_csosn",    "cst_ipi",    "cst_pis",
-        "cst_cofins",    "classificacao_is", "cst_ibscbs", "classificacao_cpresumido"};
-    switch (Pick(5)) {
-      case 0:
-        rule[kRateMembers[Pick(kRateMembers.size())]] = kRates[Pick(kRates.size())];
-        break;
-      case 1: {
-        const char* member = kTextMembers[Pick(kTextMembers.size())];
-        rule[member] = std::string(member) == "identificacao"
-                           ? std::string(kTexts[Pick(kTexts.size())])
-                           : std::string(kCodes[Pick(kCodes.size())]).substr(0, 5);
-        break;
-      }
-      case 2:
-        rule["cfop_interno"] = kCodes[Pick(kCodes.size())];
-        rule["regime_id"] = static_cast<int>(Pick(3)) + 1;
-        break;
-      case 3:
-        rule["data_fim"] = kEndDates[Pick(kEndDates.size())];
-        rule["data_inicio"] = Pick(2) == 0 ? "2026-01-01" : "2025-06-30";
-        break;
-      default:
-        break;  // unchanged
-    }
+    struct Choice {
+      std::vector<const char*> members;
+      std::vector<net::Json> values;
+    };
+    static const std::vector<Choice> kChoices = {
+        {{"icm_interno", "icm_externo", "reducao_base_aliquota", "pis_aliquota", "cofins_aliquota",
+          "ibs_aliquota_estadual", "ibs_aliquota_municipal", "cbs_aliquota", "reducao_cbs",
+          "reducao_ibs"},
+         {0, 0.0005, 0.00049999, 1.2345, 1.2355, 18, 18.0004, 18.0005, 7.6, 1.65, 12.9995, -0.0004,
+          -1.2345, 0.1, 1e-05, 999.9995}},
+        {{"identificacao"},
+         {"Venda", "venda", "VENDA", "Venda ", "Venda  ", "Alíquota 'única' \\ \"x\"",
+          "alíquota 'única' \\ \"x\"", "\xE2\x89\xA4 4% \xE2\x82\xAC", "Ação — 5%", ""}},
+        {{"cfop_interno", "cst_icm_csosn", "cst_ipi", "cst_pis", "cst_cofins", "classificacao_is",
+          "cst_ibscbs", "classificacao_cpresumido"},
+         {"5102", "5102 ", "510", "01", "1"}},
+        {{"regime_id"}, {1, 2, 3}},
+        {{"data_fim"}, {"", nullptr, "2026-12-31", "2027-02-28"}},
+        {{"data_inicio"}, {"2026-01-01", "2025-06-30"}},
+    };
+    const std::size_t pick = Pick(kChoices.size() + 1);
+    if (pick == kChoices.size()) return rule;
+    const Choice& choice = kChoices[pick];
+    rule[choice.members[Pick(choice.members.size())]] = choice.values[Pick(choice.values.size())];
     return rule;
   }
 
