@@ -131,7 +131,7 @@ TEST_F(EditingTest, AFailedStatementTakesItsRowAndTheLaterOnesBackOut) {
   EXPECT_EQ(query_.RecordCount(), 4u);
 }
 
-TEST_F(EditingTest, ReadsTypedValuesOfTheFirstRow) {
+TEST_F(EditingTest, ReadsTypedValuesAndLocatesKeysExactly) {
   EXPECT_EQ(query_.RecordCount(), 2u);
   EXPECT_EQ(query_.FieldByName("codigo").AsString(), "A1");
   EXPECT_EQ(query_.FieldByName("qtd").AsInteger(), 1);
@@ -144,15 +144,13 @@ TEST_F(EditingTest, ReadsTypedValuesOfTheFirstRow) {
   // Names match without regard to case; an unknown one is named.
   EXPECT_EQ(query_.FieldByName("QTD").AsInteger(), 1);
   EXPECT_EQ(ErrorOf<Exception>([this] { query_.FieldByName("nada"); }), "Field 'nada' not found");
-}
 
-TEST_F(EditingTest, LocateIsExactAndCaseSensitive) {
+  // Keys match whole and with their case; a miss leaves the position alone.
   EXPECT_TRUE(query_.Locate("codigo", "b2"));
   EXPECT_EQ(query_.FieldByName("nome").AsString(), "segundo");
   EXPECT_FALSE(query_.Locate("codigo", "a1"));
   EXPECT_FALSE(query_.Locate("codigo", "A"));
   EXPECT_FALSE(query_.Locate("codigo", "A1 "));
-  // A failed search leaves the position where it was.
   EXPECT_EQ(query_.FieldByName("codigo").AsString(), "b2");
 }
 

@@ -63,13 +63,11 @@ class UnchangedRowsTest : public test::MariaDbTest {
 
   // Every row in key byte order, every column.
   std::string Dump(TDbConnection& connection) {
-    TDbQuery query(connection);
-    query.SQL().SetText("SELECT " + test::RuleRowExpression(Server(), connection.Database()) +
-                        " AS linha FROM nrt ORDER BY BINARY nrtcodigo");
-    query.Open();
-    std::string dump;
-    for (; !query.Eof(); query.Next()) dump += query.FieldByName("linha").AsString() + "\n";
-    return dump;
+    return Single(connection,
+                  "SELECT GROUP_CONCAT(" +
+                      test::RuleRowExpression(Server(), connection.Database()) +
+                      " ORDER BY BINARY nrtcodigo SEPARATOR '\\n') AS linhas FROM nrt",
+                  "linhas");
   }
 
   static int Updates(TDbConnection& connection) {
