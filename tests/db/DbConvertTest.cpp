@@ -25,6 +25,8 @@ TEST(ShortDate, ParsesDayMonthYearAndRejectsOtherDates) {
   EXPECT_EQ(db::ShortDateToSql("31/12/2026"), "2026-12-31");
   EXPECT_EQ(db::ShortDateToSql("1/2/2026"), "2026-02-01");
   EXPECT_EQ(db::ShortDateToSql("29/02/2024"), "2024-02-29");
+  EXPECT_EQ(db::ShortDateToSql("01/01/0001"), "0001-01-01");
+  EXPECT_EQ(db::ShortDateToSql("31/12/9999"), "9999-12-31");
   for (const char* text :
        {"29/02/2026", "12/31/2026x", "2026-12-31", "31/04/2026", "00/01/2026", "31/12/26", ""}) {
     EXPECT_THROW(db::ShortDateToSql(text), Exception) << text;

@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <string>
 
-#include "db/DbError.h"
 #include "db/TDbConnection.h"
 #include "db/TDbQuery.h"
 #include "rules/RuleImport.h"
@@ -40,9 +39,6 @@ class RuleImportConcurrency : public test::MariaDbTest {
 
   std::string Value(const std::string& sql) {
     return Server().QueryValue(sql, Database()).value_or("NULL");
-  }
-  std::string Codes() {
-    return Value("SELECT GROUP_CONCAT(nrtcodigo ORDER BY nrtcodigo) FROM nrt");
   }
 
   // Opens the import's row set now; the test writes elsewhere before importing.
@@ -90,23 +86,6 @@ TEST_F(RuleImportConcurrency, KeysWrittenMeanwhileAreUpdated) {
   EXPECT_EQ(rules_.FieldByName("nrtidentificacao").AsString(), "Alíquota 'única' \\ nova");
   EXPECT_TRUE(rules_.Locate("nrtcodigo", "000339"));
   EXPECT_EQ(rules_.FieldByName("nrtidentificacao").AsString(), "regra 000339");
-}
-
-// A key the row set held when it was read, in other letter case, is the
-// list's own conflict: the server's error stops the import there.
-TEST_F(RuleImportConcurrency, AKeyTheRowSetHeldInOtherCaseStillStopsTheImport) {
-  InsertElsewhere("abc", "antes");
-  OpenRowSet();
-  InsertElsewhere("000009", "depois");
-  try {
-    ImportRules(rules_,
-                {test::SampleRule("000001"), test::SampleRule("ABC"), test::SampleRule("000003")});
-    FAIL() << "the import went on";
-  } catch (const EDatabaseError& error) {
-    EXPECT_STREQ(error.what(), "Duplicate entry 'ABC' for key 'PRIMARY'");
-  }
-  EXPECT_EQ(Codes(), "000001,000009,abc");
-  EXPECT_EQ(Value("SELECT nrtidentificacao FROM nrt WHERE nrtcodigo = 'abc'"), "antes");
 }
 
 TEST_F(RuleImportConcurrency, ImportsOfOneDatabaseWaitForEachOther) {
