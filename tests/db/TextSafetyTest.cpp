@@ -20,8 +20,6 @@ const std::vector<std::string> kHostileTexts = {
     "x' OR '1'='1",
     "100% _wild_",
     "tab\tline\nreturn\rbell\a\x1a end",
-    "Operação",
-    "Isenção",
     "Tributação monofásica — combustíveis",
     "preço: 12,50 €",
     "",
