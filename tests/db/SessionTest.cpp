@@ -1,171 +1,97 @@
-// The session against the private server: connecting, implicit reconnection and
-// the client library's and server's own error texts.
+// The session and its row sets against the private server: connecting,
+// implicit reconnection, the client library's own error texts, and locating,
+// editing, appending and posting rows.
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <regex>
-#include <thread>
 
-#include "db/DbConvert.h"
 #include "db/DbError.h"
 #include "db/TDbConnection.h"
 #include "db/TDbQuery.h"
-#include "platform/FileSystem.h"
-#include "tests/support/HostShell.h"
-#include "tests/support/TempFolder.h"
+#include "tests/support/http/HttpFixtureServer.h"
 #include "tests/support/mariadb/MariaDbTest.h"
 
 namespace rotalis {
 namespace {
 
+// The message of the error `run` raised; "(no error)" when it returned.
+template <class Error = EDatabaseError, class Run>
+std::string ErrorOf(Run run) {
+  try {
+    run();
+  } catch (const Error& error) {
+    return error.what();
+  }
+  return "(no error)";
+}
+
 class SessionTest : public test::MariaDbTest {
  protected:
-  // The message of the error that opening "SELECT 1" raises.
-  std::string OpenError() {
-    TDbQuery query(connection_);
-    query.SQL().SetText("SELECT 1");
-    try {
-      query.Open();
-    } catch (const EDatabaseError& error) {
-      EXPECT_FALSE(connection_.Connected());
-      EXPECT_FALSE(query.Active());
-      return error.what();
-    }
-    return "(no error)";
+  void SetUp() override {
+    MariaDbTest::SetUp();
+    Server().Configure(connection_, Database());
   }
 
   std::string ConnectError() {
-    try {
-      connection_.Connect();
-    } catch (const EDatabaseError& error) {
-      return error.what();
-    }
-    return "(no error)";
+    return ErrorOf([this] { connection_.Connect(); });
   }
-
-  int ConnectionId(TDbQuery& query) {
-    query.SQL().SetText("SELECT CONNECTION_ID() AS id");
-    query.Open();
-    const int id = query.FieldByName("id").AsInteger();
-    query.Close();
-    return id;
+  std::string OpenError(const std::string& sql) {
+    query_.SQL().SetText(sql);
+    return ErrorOf([this] { query_.Open(); });
+  }
+  int ConnectionId() {
+    query_.SQL().SetText("SELECT CONNECTION_ID() AS id");
+    query_.Open();
+    return query_.FieldByName("id").AsInteger();
   }
 
   TDbConnection connection_;
+  TDbQuery query_{connection_};
 };
 
-TEST_F(SessionTest, ExecSqlReconnectsAfterTheSessionWasClosed) {
-  Server().Configure(connection_, Database());
-  connection_.Connect();
-  TDbQuery query(connection_);
-  const int first = ConnectionId(query);
-  connection_.SetConnected(false);
+// A session lost at the server is reported, and the next statement connects
+// again.
+TEST_F(SessionTest, TheNextStatementReconnectsAfterTheSessionWasLost) {
+  Server().Execute("KILL " + std::to_string(ConnectionId()));
+  const std::string lost = OpenError("SELECT 1");
+  EXPECT_TRUE(lost == "Lost connection to server during query" || lost == "Server has gone away" ||
+              lost == "Connection was killed")
+      << lost;
   EXPECT_FALSE(connection_.Connected());
-  query.SQL().SetText("CREATE TABLE t (a int)");
-  query.ExecSQL();
-  EXPECT_TRUE(connection_.Connected());
-  EXPECT_FALSE(query.Active());
-  EXPECT_NE(ConnectionId(query), first);
-  EXPECT_EQ(Server().QueryValue("SELECT COUNT(*) FROM information_schema.tables WHERE "
-                                "table_schema = '" +
-                                Database() + "' AND table_name = 't'"),
-            "1");
+  query_.Open();
+  EXPECT_TRUE(query_.Active());
 }
 
-TEST_F(SessionTest, ChangingAServerParameterClosesTheSessionButTheSameValueDoesNot) {
-  Server().Configure(connection_, Database());
-  connection_.Connect();
-  connection_.SetServer(Server().Host());
-  connection_.SetPort(Server().Port());
-  connection_.SetUsername(Server().User());
-  connection_.SetPassword(Server().Password());
-  connection_.SetDatabase(" " + Database() + " ");
-  EXPECT_TRUE(connection_.Connected());
-  EXPECT_EQ(connection_.Database(), Database());
-  connection_.SetPassword("other");
-  EXPECT_FALSE(connection_.Connected());
-  connection_.SetPassword(Server().Password());
-  connection_.Connect();
+// A configuration may name the server "localhost" and the database with
+// blanks around it: the session still goes over TCP to the configured port,
+// into that database.
+TEST_F(SessionTest, LocalhostGoesOverTcpToTheConfiguredPortAndDatabase) {
   connection_.SetServer("localhost");
-  EXPECT_FALSE(connection_.Connected());
-  // "localhost" still goes over TCP to the configured port.
-  connection_.Connect();
-  EXPECT_TRUE(connection_.Connected());
+  connection_.SetDatabase(" " + Database() + " ");
+  query_.SQL().SetText("SELECT DATABASE() AS db");
+  query_.Open();
+  EXPECT_EQ(query_.FieldByName("db").AsString(), Database());
 }
 
-TEST_F(SessionTest, AFailedConnectLeavesTheParametersAndOpenTriesAgain) {
-  Server().Configure(connection_, Database());
-  connection_.SetPassword("wrong1");
-  const std::string denied = "Access denied for user 'root'@'127.0.0.1' (using password: YES)";
-  EXPECT_EQ(ConnectError(), denied);
-  EXPECT_FALSE(connection_.Connected());
-  EXPECT_EQ(OpenError(), denied);
-  connection_.SetPassword(Server().Password());
-  TDbQuery query(connection_);
-  query.SQL().SetText("SELECT 1 AS one");
-  query.Open();
-  EXPECT_EQ(query.FieldByName("one").AsInteger(), 1);
-}
-
-TEST_F(SessionTest, ServerAndClientErrorTextsPassUnchanged) {
-  Server().Configure(connection_, "nosuchdb");
-  EXPECT_EQ(ConnectError(), "Unknown database 'nosuchdb'");
-
-  Server().Configure(connection_, Database());
-  const int unused = test::MariaDbServer::UnusedPort();
-  connection_.SetPort(unused);
-  // The client library's own wording, with the system's error number.
+// Where no server listens, the client library's own wording, with the
+// system's error number.
+TEST_F(SessionTest, ARefusedConnectionKeepsTheClientLibrarysText) {
+  connection_.SetPort(test::MariaDbServer::UnusedPort());
   const std::string refused = ConnectError();
   EXPECT_TRUE(
       std::regex_match(refused, std::regex(R"(Can't connect to server on '127\.0\.0\.1' \(\d+\))")))
       << refused;
-
-  connection_.SetPort(Server().Port());
-  TDbQuery query(connection_);
-  query.SQL().SetText("SELEC 1");
-  try {
-    query.Open();
-    ADD_FAILURE() << "no error";
-  } catch (const EDatabaseError& error) {
-    EXPECT_EQ(std::string(error.what()),
-              "You have an error in your SQL syntax; check the manual that corresponds to your "
-              "MariaDB server version for the right syntax to use near 'SELEC 1' at line 1");
-  }
-  // A rejected statement leaves the session connected.
-  EXPECT_TRUE(connection_.Connected());
-  EXPECT_FALSE(query.Active());
 }
 
-TEST_F(SessionTest, APortThatIsNotANumberFailsBeforeAnyConnection) {
-  Server().Configure(connection_, Database());
-  const auto port = [](const std::string& text) { return PortFromSetting(text); };
-  EXPECT_THROW(connection_.SetPort(port("abc")), Exception);
-  EXPECT_FALSE(connection_.Connected());
-  EXPECT_EQ(connection_.Port(), Server().Port());
-}
-
-// A server that takes the connection and never greets: the session gives up
-// after its 15-second connect time-out instead of waiting for ever.
+// A listener that takes the connection and never greets (a web server waiting
+// for a request): the session gives up after its 15-second connect time-out
+// instead of waiting for ever.
 TEST_F(SessionTest, AListenerThatNeverAnswersTheHandshakeTimesOut) {
-  test::TempFolder dir;
-  const test::HostProcess silent(
-      "exec python3 -c " +
-      test::ShellQuoted("import socket, sys\n"
-                        "s = socket.socket()\n"
-                        "s.bind(('127.0.0.1', 0))\n"
-                        "s.listen(8)\n"
-                        "open(sys.argv[1] + '.tmp', 'w').write(str(s.getsockname()[1]))\n"
-                        "import os; os.rename(sys.argv[1] + '.tmp', sys.argv[1])\n"
-                        "sys.stdin.read()\n") +
-      " " + test::ShellQuoted(test::HostPath(dir / "port")));
-  for (int tries = 0; tries < 500 && !platform::FileExists(dir / "port"); ++tries)
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
-  ASSERT_TRUE(platform::FileExists(dir / "port")) << "the silent listener did not start";
-
-  Server().Configure(connection_, Database());
-  connection_.SetServer("127.0.0.1");
-  connection_.SetPort(std::stoi(dir.Read("port")));
+  const test::HttpFixtureServer silent;
+  const std::string base = silent.HttpBase();
+  connection_.SetPort(std::stoi(base.substr(base.rfind(':') + 1)));
   const auto started = std::chrono::steady_clock::now();
   const std::string error = ConnectError();
   const auto waited = std::chrono::steady_clock::now() - started;
@@ -174,49 +100,163 @@ TEST_F(SessionTest, AListenerThatNeverAnswersTheHandshakeTimesOut) {
   EXPECT_FALSE(connection_.Connected());
 }
 
-TEST_F(SessionTest, ALostSessionIsReportedAndTheNextStatementReconnects) {
-  Server().Configure(connection_, Database());
-  TDbQuery query(connection_);
-  const int id = ConnectionId(query);
-  Server().Execute("KILL " + std::to_string(id));
-  query.SQL().SetText("SELECT 1");
-  try {
-    query.Open();
-    ADD_FAILURE() << "no error";
-  } catch (const EDatabaseError& error) {
-    const std::string text = error.what();
-    EXPECT_TRUE(text == "Lost connection to server during query" ||
-                text == "Server has gone away" || text == "Connection was killed")
-        << text;
-    EXPECT_FALSE(connection_.Connected());
+class EditingTest : public SessionTest {
+ protected:
+  void SetUp() override {
+    SessionTest::SetUp();
+    Server().Execute(
+        "CREATE TABLE item (codigo varchar(20) NOT NULL, nome varchar(50) NOT NULL, qtd int "
+        "NOT NULL, taxa decimal(10, 3) DEFAULT NULL, inicio date NOT NULL, fim date DEFAULT "
+        "NULL, PRIMARY KEY (codigo)) CHARACTER SET latin1;"
+        "INSERT INTO item VALUES ('A1', 'primeiro', 1, 1.500, '2026-01-31', NULL),"
+        "('b2', 'segundo', 2, NULL, '2026-02-01', '2026-12-31')",
+        Database());
+    query_.SQL().SetText("SELECT codigo, nome, qtd, taxa, inicio, fim FROM item ");
+    query_.Open();
   }
-  query.Open();
-  EXPECT_TRUE(query.Active());
+
+  std::string Stored(const std::string& column, const std::string& key) {
+    return Server()
+        .QueryValue("SELECT " + column + " FROM item WHERE codigo = '" + key + "'", Database())
+        .value_or("NULL");
+  }
+
+  // Appends a row with this key and name, or renames the row with this key;
+  // posted for later unless `now`.
+  void AppendRow(const std::string& key, const std::string& name, bool now = false) {
+    query_.Append();
+    query_.FieldByName("codigo").SetAsString(key);
+    query_.FieldByName("nome").SetAsString(name);
+    query_.FieldByName("qtd").SetAsInteger(7);
+    query_.FieldByName("inicio").SetAsString("01/07/2026");
+    now ? query_.Post() : query_.PostLater();
+  }
+  void RenameRow(const std::string& key, const std::string& name) {
+    ASSERT_TRUE(query_.Locate("codigo", key));
+    query_.Edit();
+    query_.FieldByName("nome").SetAsString(name);
+    query_.PostLater();
+  }
+
+  // Every row as key=name: in the table by key, in the row set in its order.
+  std::string InTable() {
+    return Server()
+        .QueryValue(
+            "SELECT GROUP_CONCAT(codigo, '=', nome ORDER BY codigo SEPARATOR ';') FROM item",
+            Database())
+        .value_or("");
+  }
+  std::string InRowSet() {
+    std::string rows;
+    for (query_.First(); !query_.Eof(); query_.Next())
+      rows += (rows.empty() ? "" : ";") + query_.FieldByName("codigo").AsString() + "=" +
+              query_.FieldByName("nome").AsString();
+    return rows;
+  }
+};
+
+TEST_F(EditingTest, RowsPostedForLaterAreReadBackAtOnceAndWrittenInOrderWhenSent) {
+  RenameRow("A1", "renomeado");
+  AppendRow("C3", "terceiro");
+  RenameRow("C3", "terceiro, de novo");  // the unsent row is found and edited
+  EXPECT_EQ(InRowSet(), "A1=renomeado;b2=segundo;C3=terceiro, de novo");
+  EXPECT_EQ(InTable(), "A1=primeiro;b2=segundo");
+
+  query_.SendPosted();
+  EXPECT_EQ(query_.PostsSent(), 3u);
+  EXPECT_EQ(InTable(), "A1=renomeado;b2=segundo;C3=terceiro, de novo");
+  // Unassigned columns take the table's default.
+  EXPECT_EQ(Stored("taxa", "C3"), "NULL");
+
+  // A row posted at once sends those waiting before it.
+  AppendRow("D4", "quarto");
+  RenameRow("b2", "segundo, agora");
+  query_.Edit();
+  query_.FieldByName("qtd").SetAsInteger(22);
+  query_.Post();
+  EXPECT_EQ(InTable(), "A1=renomeado;b2=segundo, agora;C3=terceiro, de novo;D4=quarto");
+  EXPECT_EQ(Stored("qtd", "b2"), "22");
 }
 
-TEST_F(SessionTest, CountReadsAsIntegerAndUnknownFieldsAreNamed) {
-  Server().Configure(connection_, Database());
-  TDbQuery query(connection_);
-  query.SQL().SetText(
-      "SELECT COUNT(*) AS existe FROM information_schema.tables WHERE "
-      "table_schema = DATABASE() AND table_name = 'nrt'");
-  query.Open();
-  EXPECT_EQ(query.FieldByName("existe").AsInteger(), 0);
-  EXPECT_EQ(query.FieldByName("EXISTE").AsInteger(), 0);
-  try {
-    query.FieldByName("nada");
-    ADD_FAILURE() << "no error";
-  } catch (const Exception& error) {
-    EXPECT_STREQ(error.what(), "Field 'nada' not found");
-  }
+// The statement that fails and those after it leave the row set as if their
+// rows had never been posted; the ones before it stay written.
+TEST_F(EditingTest, AFailedStatementTakesItsRowAndTheLaterOnesBackOut) {
+  AppendRow("C3", "terceiro");
+  RenameRow("b2", "segundo, antes");
+  AppendRow("a1", "caixa");  // refused: the key differs from A1 only in case
+  RenameRow("b2", "segundo, depois");
+  RenameRow("A1", "primeiro, depois");
+  AppendRow("D4", "quarto");
+  EXPECT_EQ(ErrorOf<EDuplicateKey>([this] { query_.SendPosted(); }),
+            "Duplicate entry 'a1' for key 'PRIMARY'");
+  EXPECT_EQ(query_.PostsSent(), 2u);
+  EXPECT_EQ(InTable(), "A1=primeiro;b2=segundo, antes;C3=terceiro");
+
+  // Still appending the failed row, as a failed Post leaves it.
+  EXPECT_EQ(query_.GetState(), TDbQuery::State::Insert);
+  EXPECT_EQ(query_.FieldByName("codigo").AsString(), "a1");
+  query_.Cancel();
+  EXPECT_EQ(InRowSet(), "A1=primeiro;b2=segundo, antes;C3=terceiro");
+
+  // The row set goes on from there.
+  AppendRow("D4", "quarto");
+  query_.SendPosted();
+  EXPECT_EQ(InTable(), "A1=primeiro;b2=segundo, antes;C3=terceiro;D4=quarto");
+  EXPECT_EQ(query_.RecordCount(), 4u);
 }
 
-TEST_F(SessionTest, AnUnknownProviderNameIsRefused) {
-  Server().Configure(connection_, Database());
-  connection_.SetProviderName("  MySQL  ");
-  EXPECT_EQ(connection_.ProviderName(), "MySQL");
-  connection_.SetProviderName("Oracle");
-  EXPECT_EQ(ConnectError(), "Unknown provider 'Oracle'");
+TEST_F(EditingTest, ReadsTypedValuesAndLocatesKeysExactly) {
+  EXPECT_EQ(query_.RecordCount(), 2u);
+  EXPECT_EQ(query_.FieldByName("codigo").AsString(), "A1");
+  EXPECT_EQ(query_.FieldByName("qtd").AsInteger(), 1);
+  EXPECT_EQ(query_.FieldByName("taxa").AsString(), "1.500");
+  EXPECT_EQ(query_.FieldByName("inicio").AsString(), "31/01/2026");
+  EXPECT_TRUE(query_.FieldByName("fim").IsNull());
+  EXPECT_EQ(query_.FieldByName("fim").AsString(), "");
+  EXPECT_THROW(query_.FieldByName("nome").AsInteger(), Exception);
+  // Names match without regard to case; an unknown one is named.
+  EXPECT_EQ(query_.FieldByName("QTD").AsInteger(), 1);
+  EXPECT_EQ(ErrorOf<Exception>([this] { query_.FieldByName("nada"); }), "Field 'nada' not found");
+
+  // Keys match whole and with their case; a miss leaves the position alone.
+  EXPECT_TRUE(query_.Locate("codigo", "b2"));
+  EXPECT_EQ(query_.FieldByName("nome").AsString(), "segundo");
+  EXPECT_FALSE(query_.Locate("codigo", "a1"));
+  EXPECT_FALSE(query_.Locate("codigo", "A"));
+  EXPECT_FALSE(query_.Locate("codigo", "A1 "));
+  EXPECT_EQ(query_.FieldByName("codigo").AsString(), "b2");
+}
+
+// A refused Post leaves the row being edited, the row set as it was, and the
+// session connected.
+TEST_F(EditingTest, ARefusedPostKeepsEditingTheRowOutsideTheRowSet) {
+  // The key differs from A1 only in case: Locate misses it, the server does not.
+  ASSERT_FALSE(query_.Locate("codigo", "a1"));
+  EXPECT_EQ(ErrorOf([this] { AppendRow("a1", "x", true); }),
+            "Duplicate entry 'a1' for key 'PRIMARY'");
+  EXPECT_EQ(query_.GetState(), TDbQuery::State::Insert);
+  EXPECT_EQ(query_.RecordCount(), 2u);
+  query_.Cancel();
+  EXPECT_TRUE(connection_.Connected());
+
+  ASSERT_TRUE(query_.Locate("codigo", "A1"));
+  query_.Edit();
+  EXPECT_THROW(query_.FieldByName("inicio").SetAsString("2026-01-31"), Exception);
+  query_.FieldByName("qtd").SetAsString("muitos");
+  EXPECT_EQ(ErrorOf([this] { query_.Post(); }), "Incorrect integer value: 'muitos' for column `" +
+                                                    Database() + "`.`item`.`qtd` at row 1");
+  EXPECT_EQ(query_.GetState(), TDbQuery::State::Edit);
+  query_.Cancel();
+  EXPECT_THROW(query_.FieldByName("nome").SetAsString("fora de edição"), Exception);
+
+  ASSERT_TRUE(query_.Locate("codigo", "b2"));
+  Server().Execute("DELETE FROM item WHERE codigo = 'b2'", Database());
+  query_.Edit();
+  query_.FieldByName("nome").SetAsString("perdido");
+  EXPECT_EQ(ErrorOf([this] { query_.Post(); }), "Update failed. Found 0 records");
+  EXPECT_EQ(query_.GetState(), TDbQuery::State::Edit);
+  query_.Cancel();
+  EXPECT_EQ(InRowSet(), "A1=primeiro;b2=segundo");
 }
 
 }  // namespace

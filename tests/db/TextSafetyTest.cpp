@@ -20,8 +20,6 @@ const std::vector<std::string> kHostileTexts = {
     "x' OR '1'='1",
     "100% _wild_",
     "tab\tline\nreturn\rbell\a\x1a end",
-    "Operação",
-    "Isenção",
     "Tributação monofásica — combustíveis",
     "preço: 12,50 €",
     "",
@@ -65,8 +63,6 @@ class TextSafetyTest : public test::MariaDbTest {
       ASSERT_TRUE(query_.Locate("chave", text)) << text;
       EXPECT_EQ(query_.FieldByName("valor").AsString(), text + "|" + text);
     }
-    ASSERT_EQ(Server().QueryValue("SELECT COUNT(*) FROM texto", Database()),
-              std::to_string(kHostileTexts.size()));
   }
 
   TDbConnection connection_;
@@ -90,17 +86,6 @@ TEST_F(TextSafetyTest, HostileTextRoundTripsWhenTheServerTurnsBackslashEscapesOf
     }
   } restore{Server()};
   RoundTrip();
-}
-
-TEST_F(TextSafetyTest, PortugueseTextIsStoredAsLatin1Characters) {
-  Open();
-  query_.Append();
-  query_.FieldByName("chave").SetAsString("Operação");
-  query_.FieldByName("valor").SetAsString("Tributação monofásica — combustíveis");
-  query_.Post();
-  // Stored as latin1 (cp1252) bytes, one per character.
-  EXPECT_EQ(Server().QueryValue("SELECT HEX(chave) FROM texto", Database()), "4F70657261E7E36F");
-  EXPECT_EQ(Server().QueryValue("SELECT CHAR_LENGTH(valor) FROM texto", Database()), "36");
 }
 
 // A character outside Windows-1252 would make the strict server refuse the

@@ -1,19 +1,25 @@
-// SyncTaxRules end to end: a private MariaDB, the HTTPS cloud fixture, and a
-// recording user interface.
+// SyncTaxRules end to end: a private MariaDB, the HTTPS cloud fixture (and,
+// for answers it never gives, the HTTPS fixture server) and a recording user
+// interface. With an offline grace, complete synchronisations are recorded in
+// nrtsync and a recent record lets a start get past a failing cloud.
 
 #include <gtest/gtest.h>
 
-#include <map>
-#include <sstream>
+#include <latch>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "db/TDbConnection.h"
 #include "rules/RuleSync.h"
 #include "rules/RuleTable.h"
+#include "rules/SyncRecord.h"
+#include "tests/rules/RuleRows.h"
 #include "tests/support/RecordingApplication.h"
 #include "tests/support/TimeZone.h"
 #include "tests/support/cloud/CloudFixtureServer.h"
 #include "tests/support/cloud/SyncSite.h"
+#include "tests/support/http/HttpFixtureServer.h"
 #include "tests/support/mariadb/MariaDbTest.h"
 #include "update/UpdateDriver.h"
 
@@ -21,36 +27,12 @@ namespace rotalis {
 namespace {
 
 constexpr const char* kCnpj = "12.345.678/0001-90";
+constexpr const char* kRulesPath = "/functions/v1/regras-por-cnpj";
+constexpr int kGraceHours = 2;
 constexpr const char* kConnectionFailed = "Falhou na conexao com o banco por: ";
+constexpr const char* kCannotUpdate = "Não foi possível atualizar as regras fiscais: ";
 
-// The columns of nrt in table order.
-const std::vector<std::string> kColumns = {"nrtcodigo",
-                                           "nrtcstibscbs",
-                                           "nrtcfop_interno",
-                                           "crtcodigo",
-                                           "nrtidentificacao",
-                                           "nrticm_interno",
-                                           "nrtcfop_externo",
-                                           "nrticm_externo",
-                                           "nrtcombate_pobreza_aliquota",
-                                           "nrtreducao_base_aliquota",
-                                           "cstcodigo",
-                                           "csicodigo",
-                                           "cspcodigo",
-                                           "pis_aliquota",
-                                           "csfcodigo",
-                                           "cofins_aliquota",
-                                           "nrtclassificacao_is",
-                                           "nrtclassificacao_cpresumido",
-                                           "nrtibs_aliquota_estadual",
-                                           "nrtibs_aliquota_municipal",
-                                           "nrtdata_inicio",
-                                           "nrtdata_fim",
-                                           "nrtcbs_aliquota",
-                                           "nrtreducao_cbs",
-                                           "nrtreducao_ibs"};
-
-using Row = std::map<std::string, std::string>;
+std::string Rules(const std::vector<net::Json>& rules) { return net::Json(rules).dump(); }
 
 class RuleSyncTest : public test::MariaDbTest {
  protected:
@@ -61,63 +43,79 @@ class RuleSyncTest : public test::MariaDbTest {
     site_ = std::make_unique<test::SyncSite>(Server(), Database(), cloud_);
   }
 
-  void Answer(const std::vector<net::Json>& rules) {
-    cloud_.SetRules(kCnpj, net::Json(rules).dump());
+  void Answer(const std::vector<net::Json>& rules) { cloud_.SetRules(kCnpj, Rules(rules)); }
+
+  // The site with an offline grace, its cloud the cloud fixture.
+  Installation WithGrace(int hours = kGraceHours) const {
+    Installation here = site_->Here();
+    here.deployment.offlineGraceHours = hours;
+    return here;
+  }
+  // The same, its cloud the HTTPS fixture server answering this.
+  Installation Answering(int status, const std::string& body) {
+    if (!http_) http_ = std::make_unique<test::HttpFixtureServer>();
+    test::FixtureReply reply;
+    reply.status = status;
+    reply.body = body;
+    reply.contentType = "application/json";
+    reply.charset = "utf-8";
+    http_->SetReply(kRulesPath, reply);
+    Installation here = WithGrace();
+    here.deployment.cloudUrl = http_->HttpsBase() + kRulesPath;
+    here.deployment.cloudCaFile = http_->CaFile();
+    return here;
+  }
+  // The same, its cloud a port nobody listens on.
+  Installation Unreachable() const {
+    Installation here = WithGrace();
+    here.deployment.cloudUrl =
+        "https://127.0.0.1:" + std::to_string(test::MariaDbServer::UnusedPort()) + kRulesPath;
+    return here;
   }
 
   // The error SyncTaxRules raised; "" when it returned.
-  std::string Sync() {
+  std::string Sync(const Installation& here) {
     try {
-      SyncTaxRules(app_, site_->Here());
+      SyncTaxRules(app_, here);
       return "";
     } catch (const std::exception& error) {
       return error.what();
     }
   }
+  std::string Sync() { return Sync(site_->Here()); }
 
-  std::optional<std::string> Value(const std::string& sql) {
-    return Server().QueryValue(sql, Database());
+  std::string Value(const std::string& sql) {
+    return Server().QueryValue(sql, Database()).value_or("NULL");
   }
-  bool TableExists() {
+  bool TableExists(const std::string& table) {
     return Value("SELECT COUNT(*) FROM information_schema.tables WHERE table_schema = '" +
-                 Database() + "' AND table_name = 'nrt'") == "1";
+                 Database() + "' AND table_name = '" + table + "'") == "1";
+  }
+  // Whether the company's record was written within the last minute.
+  bool RecordedJustNow() {
+    return TableExists("nrtsync") &&
+           Value("SELECT COUNT(*) FROM nrtsync WHERE nrscnpj = '" + std::string(kCnpj) +
+                 "' AND nrsquando BETWEEN NOW() - INTERVAL 1 MINUTE AND NOW()") == "1";
   }
   // Connections the server has accepted since it started, this query's own included.
   int Connections() {
-    return std::stoi(Value("SELECT variable_value FROM information_schema.global_status "
-                           "WHERE variable_name = 'CONNECTIONS'")
-                         .value_or("0"));
+    return std::stoi(
+        Value("SELECT variable_value FROM information_schema.global_status "
+              "WHERE variable_name = 'CONNECTIONS'"));
   }
-  std::string RowCount() { return Value("SELECT COUNT(*) FROM nrt").value_or("?"); }
   std::string Codes() {
-    return Value("SELECT GROUP_CONCAT(nrtcodigo ORDER BY nrtcodigo) FROM nrt").value_or("");
+    return Value("SELECT GROUP_CONCAT(nrtcodigo ORDER BY nrtcodigo) FROM nrt");
   }
-  // Every column of one row, SQL NULL as "NULL"; empty when there is no such row.
-  Row RowOf(const std::string& code) {
-    std::string select = "SELECT CONCAT_WS(CHAR(9)";
-    for (const auto& column : kColumns) select += ", IFNULL(" + column + ", 'NULL')";
-    const auto joined = Value(select + ") FROM nrt WHERE nrtcodigo = '" + code + "'");
-    Row row;
-    if (!joined) return row;
-    std::istringstream cells(*joined);
-    std::string cell;
-    for (const auto& column : kColumns) {
-      std::getline(cells, cell, '\t');
-      row[column] = cell;
-    }
-    return row;
+  // `what` (a column, or an expression of them) of one row, SQL NULL as "NULL".
+  std::string Field(const std::string& code, const std::string& what) {
+    return Value("SELECT IFNULL(" + what + ", 'NULL') FROM nrt WHERE nrtcodigo = '" + code + "'");
   }
-  // The COFINS column as the catalogue describes it: name, type, nullable.
-  std::string CofinsColumn(const std::string& database) {
-    return Server()
-        .QueryValue(
-            "SELECT CONCAT(column_name, ' ', column_type, ' ', is_nullable) FROM "
-            "information_schema.columns WHERE table_schema = '" +
-            database + "' AND table_name = 'nrt' AND column_name = 'csfcodigo'")
-        .value_or("none");
+  std::string RowOf(const std::string& code) {
+    return Field(code, test::RuleRowExpression(Server(), Database()));
   }
 
   test::CloudFixtureServer cloud_;
+  std::unique_ptr<test::HttpFixtureServer> http_;
   std::unique_ptr<test::SyncSite> site_;
   test::RecordingApplication app_;
 };
@@ -142,45 +140,17 @@ TEST_F(RuleSyncTest, FirstSyncFillsAnEmptyDatabase) {
   // two connections (the third is the one that counts them).
   EXPECT_EQ(Connections() - connectionsBefore, 3);
   EXPECT_TRUE(app_.messages.empty());
-  ASSERT_TRUE(TableExists());
   EXPECT_EQ(Codes(), "000001,000002,000003");
-  EXPECT_EQ(CofinsColumn(Database()), "csfcodigo varchar(5) NO");
 
-  const Row expected = {{"nrtcodigo", "000001"},
-                        {"nrtcstibscbs", "000"},
-                        {"nrtcfop_interno", "5102"},
-                        {"crtcodigo", "3"},
-                        {"nrtidentificacao", "Operação tributável"},
-                        {"nrticm_interno", "1.235"},
-                        {"nrtcfop_externo", "6102"},
-                        {"nrticm_externo", "12.000"},
-                        {"nrtcombate_pobreza_aliquota", "12.000"},
-                        {"nrtreducao_base_aliquota", "0.000"},
-                        {"cstcodigo", "00"},
-                        {"csicodigo", "50"},
-                        {"cspcodigo", "01"},
-                        {"pis_aliquota", "0.001"},
-                        {"csfcodigo", "01"},
-                        {"cofins_aliquota", "7.600"},
-                        {"nrtclassificacao_is", "000001"},
-                        {"nrtclassificacao_cpresumido", "01"},
-                        {"nrtibs_aliquota_estadual", "0.100"},
-                        {"nrtibs_aliquota_municipal", "0.000"},
-                        {"nrtdata_inicio", "2025-12-31"},
-                        {"nrtdata_fim", "2026-12-31"},
-                        {"nrtcbs_aliquota", "0.900"},
-                        {"nrtreducao_cbs", "0.000"},
-                        {"nrtreducao_ibs", "0.000"}};
-  EXPECT_EQ(RowOf("000001"), expected);
-  EXPECT_EQ(RowOf("000002")["nrtdata_fim"], "NULL");
-  EXPECT_EQ(RowOf("000002")["nrtclassificacao_is"], "");
-  EXPECT_EQ(RowOf("000003")["nrtdata_fim"], "NULL");
-  EXPECT_EQ(RowOf("000003")["nrtdata_inicio"], "2026-01-01");
-
-  const auto requests = cloud_.Requests();
-  ASSERT_EQ(requests.size(), 1u);
-  EXPECT_EQ(requests[0].cnpj, kCnpj);
-  EXPECT_EQ(requests[0].authorization, "Bearer " + cloud_.Token());
+  EXPECT_EQ(RowOf("000001"),
+            "000001|000|5102|3|Operação tributável|1.235|6102|12.000|12.000|0.000|00|50|01|0.001|"
+            "01|7.600|000001|01|0.100|0.000|2025-12-31|2026-12-31|0.900|0.000|0.000");
+  EXPECT_EQ(Field("000002", "CONCAT_WS('|', IFNULL(nrtdata_fim, 'NULL'), nrtclassificacao_is)"),
+            "NULL|");
+  EXPECT_EQ(Field("000003", "CONCAT_WS('|', nrtdata_inicio, IFNULL(nrtdata_fim, 'NULL'))"),
+            "2026-01-01|NULL");
+  ASSERT_EQ(cloud_.Requests().size(), 1u);
+  EXPECT_EQ(cloud_.Requests()[0].cnpj, kCnpj);
 }
 
 TEST_F(RuleSyncTest, SecondSyncUpdatesInPlaceInsertsNewAndKeepsVanishedRules) {
@@ -189,7 +159,7 @@ TEST_F(RuleSyncTest, SecondSyncUpdatesInPlaceInsertsNewAndKeepsVanishedRules) {
   net::Json b = test::SampleRule("B2");
   Answer({a, b});
   ASSERT_EQ(Sync(), "");
-  const Row vanished = RowOf("B2");
+  const std::string vanished = RowOf("B2");
 
   a["identificacao"] = "Alterada";
   a["icm_interno"] = 7;
@@ -203,81 +173,33 @@ TEST_F(RuleSyncTest, SecondSyncUpdatesInPlaceInsertsNewAndKeepsVanishedRules) {
   ASSERT_EQ(Sync(), "");
 
   EXPECT_EQ(Codes(), "A1,B2,C3,D4");
-  EXPECT_EQ(RowOf("A1")["nrtidentificacao"], "Alterada");
-  EXPECT_EQ(RowOf("A1")["nrticm_interno"], "7.000");
-  EXPECT_EQ(RowOf("A1")["nrtdata_fim"], "2026-06-30");
+  EXPECT_EQ(Field("A1", "CONCAT_WS('|', nrtidentificacao, nrticm_interno, nrtdata_fim)"),
+            "Alterada|7.000|2026-06-30");
   EXPECT_EQ(RowOf("B2"), vanished);
-  EXPECT_EQ(RowOf("C3")["nrtidentificacao"], "Venda de mercadoria C3");
-  EXPECT_EQ(RowOf("D4")["nrtidentificacao"], "última");
-
-  // The same answer again changes nothing and is no error.
-  ASSERT_EQ(Sync(), "");
-  EXPECT_EQ(RowCount(), "4");
+  EXPECT_EQ(Field("C3", "nrtidentificacao"), "Venda de mercadoria C3");
+  EXPECT_EQ(Field("D4", "nrtidentificacao"), "última");
   EXPECT_TRUE(app_.messages.empty());
 }
 
-// The Windows build runs this same table: the rows are the same on both
-// systems, whatever each system's own time functions reach.
-TEST_F(RuleSyncTest, DatesAtTheEdgesOfTheCalendarAndOfSummerTimeGiveTheSameRows) {
-  const struct {
-    const char* start;
-    const char* end;
-    const char* startStored;
-    const char* endStored;
-  } cases[] = {
-      {"0001-01-01T12:00:00Z", "9999-12-31T00:00:00Z", "0001-01-01", "9999-12-30"},
-      {"1969-12-31T12:00:00Z", "9999-12-31", "1969-12-31", "9999-12-31"},
-      {"1900-01-01T12:00:00Z", "2038-01-19T03:14:08Z", "1900-01-01", "2038-01-19"},
-      {"2018-02-17T23:30:00Z", "2018-11-04T12:00:00Z", "2018-02-17", "2018-11-04"},
-      // Summer time (UTC-2) moves these across midnight: its last night, the
-      // hour before it began, and the summer carried over a new year.
-      {"2018-02-17T02:30:00Z", "2018-11-04T02:30:00Z", "2018-02-17", "2018-11-03"},
-      {"2019-01-01T02:30:00Z", "2019-11-10T02:30:00Z", "2019-01-01", "2019-11-09"},
-      {"3000-12-31T23:59:59-03:00", "9999-12-31T23:59:59-03:00", "3000-12-31", "9999-12-31"},
+TEST_F(RuleSyncTest, AnOlderTableIsMigratedOnlyWhenRulesCome) {
+  // Its COFINS column, which the migration renames and tightens, is left alone
+  // while no rules come and brought into shape by the first answer with rules.
+  const auto cofins = [this] {
+    return Value(
+        "SELECT CONCAT_WS(' ', column_name, column_type, is_nullable) FROM "
+        "information_schema.columns WHERE table_schema = DATABASE() AND table_name = 'nrt' AND "
+        "column_name = 'csfcodigo'");
   };
-  std::vector<net::Json> rules;
-  for (const auto& c : cases) {
-    rules.push_back(test::SampleRule(std::to_string(rules.size())));
-    rules.back()["data_inicio"] = c.start;
-    rules.back()["data_fim"] = c.end;
-  }
-  Answer(rules);
-  ASSERT_EQ(Sync(), "");
-  for (std::size_t i = 0; i < std::size(cases); ++i) {
-    Row row = RowOf(std::to_string(i));
-    EXPECT_EQ(row["nrtdata_inicio"] + " " + row["nrtdata_fim"],
-              std::string(cases[i].startStored) + " " + cases[i].endStored)
-        << cases[i].start << " " << cases[i].end;
-  }
-}
-
-TEST_F(RuleSyncTest, NoRulesCreateTheTableButNeitherMigrateNorWrite) {
-  for (const char* body : {R"({"error":"No records found"})", "[]", R"({"rows":[]})",
-                           R"({"error":"Edge function crashed"})"}) {
-    cloud_.SetRules(kCnpj, body);
-    ASSERT_EQ(Sync(), "") << body;
-    EXPECT_TRUE(TableExists()) << body;
-    EXPECT_EQ(RowCount(), "0") << body;
-  }
-  cloud_.RemoveRules(kCnpj);  // the fixture's own "No records found", with status 404
-  ASSERT_EQ(Sync(), "");
-  EXPECT_EQ(RowCount(), "0");
-
-  // An older table whose COFINS column the migration renames and tightens: left
-  // alone while no rules come, brought into shape by the first answer with rules.
-  const std::string old = Server().CreateDatabase();
-  test::CreateCompany(Server(), old, kCnpj);
   std::string create = kRuleTableCreateSql;
-  const std::string cofins = "csfcodigo varchar(5) NOT NULL";
-  create.replace(create.find(cofins), cofins.size(), "csFcodigo varchar(10) NULL");
-  Server().Execute(create, old);
-  test::SyncSite oldSite(Server(), old, cloud_);
-  SyncTaxRules(app_, oldSite.Here());
-  EXPECT_EQ(CofinsColumn(old), "csFcodigo varchar(10) YES");
+  const std::string column = "csfcodigo varchar(5) NOT NULL";
+  create.replace(create.find(column), column.size(), "csFcodigo varchar(10) NULL");
+  Server().Execute(create, Database());
+  ASSERT_EQ(Sync(), "");  // the cloud knows no rules of the company
+  EXPECT_EQ(cofins(), "csFcodigo varchar(10) YES");
   Answer({test::SampleRule("X")});
-  SyncTaxRules(app_, oldSite.Here());
-  EXPECT_EQ(CofinsColumn(old), "csfcodigo varchar(5) NO");
-  EXPECT_EQ(Server().QueryValue("SELECT nrtcodigo FROM nrt", old), "X");
+  ASSERT_EQ(Sync(), "");
+  EXPECT_EQ(cofins(), "csfcodigo varchar(5) NO");
+  EXPECT_EQ(Codes(), "X");
   EXPECT_TRUE(app_.messages.empty());
 }
 
@@ -292,17 +214,17 @@ TEST_F(RuleSyncTest, AFailingRecordStopsTheImportAfterTheRowsBeforeIt) {
       {"data_fim", "2026-02-30", "Data ISO inválida"},
       {"cst_pis", nullptr, ""},  // null text is empty text: no failure
       {"pis_aliquota", nullptr,
-       "Conversion from JSON null to Double is not supported (value "
-       "'pis_aliquota')"},
+       "Conversion from JSON null to Double is not supported (value 'pis_aliquota')"},
       {"regime_id", "3",
-       "Conversion from JSON string to Integer is not supported (value "
-       "'regime_id')"},
+       "Conversion from JSON string to Integer is not supported (value 'regime_id')"},
       {"cfop_interno", "510200", "Data too long for column 'nrtcfop_interno' at row 1"},
+      // A discarded value leaves the member out.
+      {"cst_cofins", net::Json(net::Json::value_t::discarded), "Value 'cst_cofins' not found"},
   };
   for (const auto& [member, value, error] : cases) {
     Server().Execute("DROP TABLE IF EXISTS nrt", Database());
     net::Json bad = test::SampleRule("M2");
-    bad[member] = value;
+    value.is_discarded() ? void(bad.erase(member)) : void(bad[member] = value);
     Answer({test::SampleRule("M1"), bad, test::SampleRule("M3")});
     EXPECT_EQ(Sync(), error) << member;
     EXPECT_EQ(Codes(), error.empty() ? "M1,M2,M3" : "M1") << member;
@@ -318,109 +240,64 @@ TEST_F(RuleSyncTest, AFailingRecordStopsTheImportAfterTheRowsBeforeIt) {
   Answer({test::SampleRule("M1"), test::SampleRule("m1"), badDate});
   EXPECT_EQ(Sync(), "Duplicate entry 'm1' for key 'PRIMARY'");
   EXPECT_EQ(Codes(), "M1");
-
-  net::Json missing = test::SampleRule("M2");
-  missing.erase("cst_cofins");
-  Answer({test::SampleRule("M1"), missing, test::SampleRule("M3")});
-  EXPECT_EQ(Sync(), "Value 'cst_cofins' not found");
-
-  cloud_.SetRules(kCnpj, "<html><body>502 Bad Gateway</body></html>");
-  Server().Execute("DELETE FROM nrt", Database());
-  EXPECT_EQ(Sync(), "JSON inválido");
-  EXPECT_EQ(RowCount(), "0");
   EXPECT_TRUE(app_.messages.empty());
 }
 
-// latin1 cannot hold "≤" or an emoji: they arrive as "?", as text through the
-// Windows-1252 code page always did, and neither this start nor the next one
-// stops there.
-TEST_F(RuleSyncTest, TextLatin1CannotHoldIsStoredAsQuestionMarksAndTheImportGoesOn) {
-  net::Json odd = test::SampleRule("M2");
-  odd["identificacao"] = "Al\xC3\xADquota \xE2\x89\xA4 4% \xF0\x9F\x98\x80";
-  Answer({test::SampleRule("M1"), odd, test::SampleRule("M3")});
-  for (int start = 1; start <= 2; ++start) {
-    EXPECT_EQ(Sync(), "") << start;
-    EXPECT_EQ(Codes(), "M1,M2,M3") << start;
-    EXPECT_EQ(Value("SELECT HEX(nrtidentificacao) FROM nrt WHERE nrtcodigo = 'M2'"),
-              "416CED71756F7461203F203425203F")
-        << start;
-  }
-}
-
-TEST_F(RuleSyncTest, AnUnreachableCloudFailsAfterTheTableIsMade) {
-  test::SyncSite site(Server(), Database(), cloud_);
-  Installation here = site.Here();
-  here.deployment.cloudUrl =
-      "https://127.0.0.1:" + std::to_string(test::MariaDbServer::UnusedPort()) +
-      "/functions/v1/regras-por-cnpj";
-  try {
-    SyncTaxRules(app_, here);
-    ADD_FAILURE() << "no error";
-  } catch (const std::exception& error) {
-    EXPECT_EQ(std::string(error.what()).rfind("REST request failed: ", 0), 0u) << error.what();
-  }
-  EXPECT_TRUE(TableExists());
-}
-
-TEST_F(RuleSyncTest, NoConfigurationAndNoServerShowOneMessageThenFailAtTheCompanyQuery) {
+// Failures before any rule is read: a connection that fails is shown once and
+// the run goes on to the company query, whose implicit connect raises the
+// error for real.
+TEST_F(RuleSyncTest, FailuresBeforeTheImportAreShownOrRaisedAndWriteNoRule) {
   test::TempFolder bare("rotalis-bare");  // no edition, no "morvane.ini"
-  Installation here = site_->Here();
-  here.folder = bare.Path();
-  here.executablePath = bare / "rotalis";
-  std::string error;
-  try {
-    SyncTaxRules(app_, here);
-  } catch (const std::exception& raised) {
-    error = raised.what();
+  Installation unconfigured = site_->Here();
+  unconfigured.folder = bare.Path();
+  unconfigured.executablePath = bare / "rotalis";
+  const std::string config = site_->Folder().Read("kelvaERP.ini");
+  const std::string same = "(the error raised)";
+  const struct {
+    const char* what;
+    Installation here;
+    std::string setting;  // in the configuration file
+    std::string shown;    // after kConnectionFailed
+    std::string raised;   // the start of the error
+  } cases[] = {
+      {"no configuration", unconfigured, "", same, ""},
+      {"wrong password", site_->Here(), "senha=errada", same,
+       "Access denied for user 'root'@'127.0.0.1' (using password: YES)"},
+      {"port no number", site_->Here(), "portabanco=33o6", "'33o6' is not a valid integer value",
+       ""},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    std::string ini = config;
+    if (!c.setting.empty()) {
+      const auto at = ini.find(c.setting.substr(0, c.setting.find('=') + 1));
+      ini.replace(at, ini.find("\r\n", at) - at, c.setting);
+    }
+    site_->Folder().Write("kelvaERP.ini", ini);
+    app_.messages.clear();
+    const std::string error = Sync(c.here);
+    EXPECT_NE(error, "");
+    EXPECT_EQ(error.rfind(c.raised, 0), 0u) << error;
+    ASSERT_EQ(app_.messages.size(), 1u);
+    EXPECT_EQ(app_.messages[0], kConnectionFailed + (c.shown == same ? error : c.shown));
+    EXPECT_FALSE(TableExists("nrt"));
   }
-  ASSERT_EQ(app_.messages.size(), 1u);
-  ASSERT_EQ(app_.messages[0].rfind(kConnectionFailed, 0), 0u) << app_.messages[0];
-  // The company query's implicit connect fails the same way and is not caught.
-  EXPECT_FALSE(error.empty());
-  EXPECT_EQ(kConnectionFailed + error, app_.messages[0]);
   EXPECT_TRUE(cloud_.Requests().empty());
-}
-
-TEST_F(RuleSyncTest, AConnectionFailureIsShownAndTheRunGoesOn) {
-  // A wrong password: shown once, then the company query fails with the server's text.
-  std::string config = site_->Folder().Read("kelvaERP.ini");
-  config.replace(config.find("senha=kqm418"), 12, "senha=errada");
-  site_->Folder().Write("kelvaERP.ini", config);
-  const std::string error = Sync();
-  ASSERT_EQ(app_.messages.size(), 1u);
-  EXPECT_NE(error.find("Access denied"), std::string::npos) << error;
-  EXPECT_EQ(app_.messages[0], kConnectionFailed + error);
-  EXPECT_FALSE(TableExists());
 }
 
 // No company row and a company without a document (etddoc1 NULL) both ask
 // for the rules without a CNPJ.
 TEST_F(RuleSyncTest, ACompanyWithoutARowOrDocumentIsAskedForWithoutCnpj) {
-  cloud_.SetRules(std::nullopt, net::Json({test::SampleRule("SEM")}).dump());
+  cloud_.SetRules(std::nullopt, Rules({test::SampleRule("SEM")}));
   Server().Execute("UPDATE etd SET etddoc1 = NULL", Database());
   ASSERT_EQ(Sync(), "");
   Server().Execute("UPDATE cfgmcfg SET cfgetdempresa = 99 WHERE cfgcodigo = 1", Database());
   ASSERT_EQ(Sync(), "");
   const auto requests = cloud_.Requests();
   ASSERT_EQ(requests.size(), 2u);
-  EXPECT_EQ(requests[0].target, "/functions/v1/regras-por-cnpj");
-  EXPECT_EQ(requests[1].target, "/functions/v1/regras-por-cnpj");
+  EXPECT_EQ(requests[0].cnpj, std::nullopt);
+  EXPECT_EQ(requests[1].cnpj, std::nullopt);
   EXPECT_EQ(Codes(), "SEM");
-}
-
-// A port that is no number is shown like any connection failure, and the run
-// goes on to the company query, which connects on its own and fails there.
-TEST_F(RuleSyncTest, APortThatIsNoNumberIsShownAndTheRunGoesOn) {
-  std::string config = site_->Folder().Read("kelvaERP.ini");
-  const auto port = config.find("portabanco=");
-  config.replace(port, config.find("\r\n", port) - port, "portabanco=33o6");
-  site_->Folder().Write("kelvaERP.ini", config);
-  const std::string error = Sync();
-  ASSERT_EQ(app_.messages.size(), 1u);
-  EXPECT_EQ(app_.messages[0],
-            std::string(kConnectionFailed) + "'33o6' is not a valid integer value");
-  EXPECT_FALSE(error.empty());
-  EXPECT_TRUE(cloud_.Requests().empty());
 }
 
 // The rules come first, whether or not the update server answers a ping.
@@ -433,6 +310,134 @@ TEST_F(RuleSyncTest, RunUpdateSynchronisesTheRulesWhenTheUpdateServerIsOutOfReac
   EXPECT_EQ(app_.terminateCalls, 0);
   // Without the update server, the version is not recorded either.
   EXPECT_EQ(site_->Folder().Read("kelvaERP.ini").find("Versao"), std::string::npos);
+}
+
+// Only an answer the service meant, every record of it written, is a
+// complete synchronisation.
+TEST_F(RuleSyncTest, OnlyAnAnswerWrittenInFullIsRecorded) {
+  net::Json badDate = test::SampleRule("M3");
+  badDate["data_inicio"] = "2026-13-01";
+  struct Case {
+    int status;
+    std::string body;
+    std::string error;
+    bool recorded;
+    std::string codes;  // in the table afterwards: answers without rules write none
+  };
+  const std::vector<Case> cases = {
+      {200, "[]", "", true, "NULL"},
+      {404, R"({"error":"No records found"})", "", true, "NULL"},
+      {200, R"({"error":"Edge function crashed"})", "", false, "NULL"},
+      {200, "", "", false, "NULL"},
+      // A server error is never one, whatever its body holds.
+      {503, "[]", "", false, "NULL"},
+      {200, Rules({test::SampleRule("M1"), test::SampleRule("M2")}), "", true, "M1,M2"},
+      {200, Rules({test::SampleRule("M1"), badDate}), "Data ISO inválida", false, "M1,M2"},
+      {200, "<html><body>Bad Gateway</body></html>", "JSON inválido", false, "M1,M2"},
+  };
+  for (const auto& [status, body, error, recorded, codes] : cases) {
+    SCOPED_TRACE(std::to_string(status) + " " + body);
+    Server().Execute("DROP TABLE IF EXISTS nrtsync", Database());
+    EXPECT_EQ(Sync(Answering(status, body)), error);
+    EXPECT_EQ(RecordedJustNow(), recorded);
+    EXPECT_EQ(Codes(), codes);
+  }
+  EXPECT_TRUE(app_.messages.empty());
+}
+
+// After a complete synchronisation, each way the cloud may fail, with the
+// record as it then stands: a recent one lets the run end normally after one
+// message; anything else, or a run without a grace, fails as without a
+// record. The record is written again before each case, so it also moves
+// forward.
+TEST_F(RuleSyncTest, AFailingCloudIsGotPastOnlyWithARecentRecord) {
+  const std::string html = "<html><body>Bad Gateway</body></html>";
+  const std::string refused = "REST request failed: ";
+  const std::string answered = "o serviço de regras respondeu HTTP ";
+  struct Case {
+    int status;  // 0: nobody listens
+    std::string body;
+    std::string record;  // SQL run on the record before the start
+    bool goesOn;
+    std::string why;  // the message's reason when it goes on, else the error's start
+    int grace = kGraceHours;
+  };
+  const std::vector<Case> cases = {
+      {0, "", "", true, refused},
+      {503, html, "", true, answered + "503 Service Unavailable"},
+      {500, "", "", true, answered + "500 Internal Server Error"},
+      {0, "", "UPDATE nrtsync SET nrsquando = NOW() - INTERVAL 119 MINUTE", true, refused},
+      {0, "", "UPDATE nrtsync SET nrsquando = NOW() - INTERVAL 121 MINUTE", false, refused},
+      // A clock that was set back.
+      {0, "", "UPDATE nrtsync SET nrsquando = NOW() + INTERVAL 1 HOUR", false, refused},
+      {0, "", "UPDATE nrtsync SET nrscnpj = '98765432000199'", false, refused},
+      {0, "", "DROP TABLE nrtsync", false, refused},
+      // A build without a grace does not look at a record another one left.
+      {0, "", "", false, refused, 0},
+      // Without a recent record a server error's body is read as before.
+      {503, html, "UPDATE nrtsync SET nrsquando = NOW() - INTERVAL 1 DAY", false, "JSON inválido"},
+      {404, html, "", false, "JSON inválido"},
+      {200, html, "", false, "JSON inválido"},
+  };
+  for (const auto& [status, body, record, goesOn, why, grace] : cases) {
+    SCOPED_TRACE(std::to_string(status) + " " + record + " " + std::to_string(grace));
+    app_.messages.clear();
+    Answer({test::SampleRule("M1")});
+    ASSERT_EQ(Sync(WithGrace()), "");
+    ASSERT_TRUE(RecordedJustNow());
+    if (!record.empty()) Server().Execute(record, Database());
+
+    Installation here = status == 0 ? Unreachable() : Answering(status, body);
+    here.deployment.offlineGraceHours = grace;
+    const std::string raised = Sync(here);
+    // The rules in the table stay as the last synchronisation left them.
+    EXPECT_EQ(Codes(), "M1");
+    if (!goesOn) {
+      EXPECT_EQ(raised.substr(0, why.size()), why) << raised;
+      EXPECT_TRUE(app_.messages.empty());
+      continue;
+    }
+    EXPECT_EQ(raised, "");
+    ASSERT_EQ(app_.messages.size(), 1u);
+    const std::string& message = app_.messages[0];
+    EXPECT_EQ(message.substr(0, std::string(kCannotUpdate).size() + why.size()),
+              kCannotUpdate + why)
+        << message;
+    // The record, which a start that goes on leaves as it was.
+    const std::string shown = Value("SELECT DATE_FORMAT(nrsquando, '%d/%m/%Y %H:%i') FROM nrtsync");
+    EXPECT_EQ(message.substr(message.find('\n') + 1),
+              "As regras em uso são as da última sincronização completa, em " + shown + ".")
+        << message;
+  }
+}
+
+// Workstations that finish together, on a database without the table: each
+// creates it when missing and writes the company's row, and none fails.
+TEST_F(RuleSyncTest, WorkstationsRecordingTogetherAllSucceed) {
+  constexpr int kWorkstations = 4;
+  for (int round = 0; round < 5; ++round) {
+    Server().Execute("DROP TABLE IF EXISTS nrtsync", Database());
+    std::vector<std::string> errors(kWorkstations);
+    std::latch start(kWorkstations);
+    {
+      std::vector<std::jthread> workstations;
+      for (int i = 0; i < kWorkstations; ++i) {
+        workstations.emplace_back([&, i] {
+          start.arrive_and_wait();
+          try {
+            TDbConnection connection;
+            Server().Configure(connection, Database());
+            RecordCompleteSync(connection, kCnpj);
+          } catch (const std::exception& error) {
+            errors[i] = error.what();
+          }
+        });
+      }
+    }
+    for (const auto& error : errors) EXPECT_EQ(error, "") << round;
+    EXPECT_TRUE(RecordedJustNow()) << round;
+    EXPECT_EQ(Value("SELECT COUNT(*) FROM nrtsync"), "1") << round;
+  }
 }
 
 }  // namespace
