@@ -5,17 +5,18 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <ostream>
 #include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "platform/FileSystem.h"
 #include "tests/support/HostShell.h"
 #include "tests/update/UpdateFixture.h"
+#include "update/UpdateDownload.h"
 #include "update/UpdateDriver.h"
+#include "update/VerifiedDownload.h"
 
 namespace rotalis::platform {
 void PrintTo(ZoneCheck zoneCheck, std::ostream* out) {
@@ -27,25 +28,11 @@ namespace rotalis::test {
 namespace {
 
 using ::testing::AllOf;
-using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::Not;
+using ::testing::Le;
 using ::testing::SizeIs;
-
-std::filesystem::path FsPath(const std::string& utf8) {
-  return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
-}
-
-std::string ReadPath(const std::string& path) {
-  std::ifstream in(FsPath(path), std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-void WritePath(const std::string& path, const std::string& bytes) {
-  std::ofstream(FsPath(path), std::ios::binary | std::ios::trunc) << bytes;
-}
 
 class VerifiedUpdateTest : public UpdateTest {
  protected:
@@ -73,10 +60,14 @@ class VerifiedUpdateTest : public UpdateTest {
   std::string Publish(const std::string& name, const std::string& signer = "publisher",
                       const std::string& options = "") const {
     const std::string path = server.PublishFile("kelva", name, InstallerScript());
-    if (!signer.empty())
-      Minisign("-S " + options + " -s " + KeyFile(signer + ".key") + " -m " +
-               ShellQuoted(HostPath(path)));
+    if (!signer.empty()) Sign(path, signer, options);
     return path;
+  }
+
+  void Sign(const std::string& path, const std::string& signer = "publisher",
+            const std::string& options = "") const {
+    Minisign("-S " + options + " -s " + KeyFile(signer + ".key") + " -m " +
+             ShellQuoted(HostPath(path)));
   }
 
   void List(const std::vector<std::string>& names) const {
@@ -164,44 +155,6 @@ TEST_F(VerifiedUpdateTest, OnlyVerifiedInstallersAreStartedWithoutTheZoneCheck) 
   EXPECT_THAT(ui.messages, IsEmpty());
 }
 
-TEST_F(VerifiedUpdateTest, RefusedInstallersLeaveNothingUnderTheirNameAndSayWhy) {
-  const std::string tampered = Publish("Setup_1.02.3.5.exe");
-  std::string bytes = InstallerScript();
-  bytes[bytes.size() / 2] ^= 0x01;
-  server.PublishFile("kelva", "Setup_1.02.3.5.exe", bytes);
-
-  Publish("Setup_1.02.3.6.exe", "");  // no signature on the server
-
-  MakeKeyPair("stranger");
-  Publish("Setup_1.02.3.7.exe", "stranger");
-
-  const std::string edited = Publish("Setup_1.02.3.8.exe") + ".minisig";
-  std::string signature = ReadPath(edited);
-  signature.insert(signature.find("\ntrusted comment: ") + 18, "versao aprovada ");
-  WritePath(edited, signature);
-
-  List({"Setup_1.02.3.5.exe", "Setup_1.02.3.6.exe", "Setup_1.02.3.7.exe", "Setup_1.02.3.8.exe"});
-  UpdateInstallation(ui, here);
-
-  EXPECT_THAT(Runs(), IsEmpty());
-  EXPECT_EQ(ui.terminateCalls, 0);
-  ASSERT_THAT(ui.messages, SizeIs(4));
-  EXPECT_THAT(ui.messages[0], AllOf(HasSubstr("Setup_1.02.3.5.exe"), HasSubstr("não confere")));
-  EXPECT_THAT(ui.messages[1],
-              AllOf(HasSubstr("Setup_1.02.3.6.exe"), HasSubstr("assinatura não encontrada")));
-  EXPECT_THAT(ui.messages[2], AllOf(HasSubstr("Setup_1.02.3.7.exe"), HasSubstr("outra chave")));
-  EXPECT_THAT(ui.messages[3],
-              AllOf(HasSubstr("Setup_1.02.3.8.exe"), HasSubstr("comentário confiável")));
-  for (const char* name :
-       {"Setup_1.02.3.5.exe", "Setup_1.02.3.6.exe", "Setup_1.02.3.7.exe", "Setup_1.02.3.8.exe"}) {
-    EXPECT_FALSE(Exists(Cache(name))) << name;
-    EXPECT_FALSE(Exists(Cache(std::string(name) + ".part"))) << name;
-    EXPECT_FALSE(Exists(Cache(std::string(name) + ".minisig"))) << name;
-  }
-  // Nothing unsigned is even fetched.
-  EXPECT_THAT(server.Targets(), Not(Contains("/download/kelva/Setup_1.02.3.6.exe")));
-}
-
 TEST_F(VerifiedUpdateTest, PartsLeftByAnEarlierStartAreCompletedAndRun) {
   Publish("Setup_1.02.3.5.exe");
   Publish("Setup_1.02.3.6.exe");
@@ -232,24 +185,6 @@ TEST_F(VerifiedUpdateTest, PartsLeftByAnEarlierStartAreCompletedAndRun) {
   EXPECT_FALSE(Exists(Cache("Setup_1.02.3.5.exe.part")));
 }
 
-TEST_F(VerifiedUpdateTest, AnErrorAnswerStoresNothing) {
-  std::filesystem::remove(FsPath(Publish("Setup_1.02.3.5.exe")));
-  std::filesystem::remove(FsPath(Publish("Setup_1.02.3.6.exe")));
-  app.Write(Cache("Setup_1.02.3.6.exe.part"), "the first bytes");
-  List({"Setup_1.02.3.5.exe", "Setup_1.02.3.6.exe"});
-
-  UpdateInstallation(ui, here);
-
-  EXPECT_EQ(RequestFor("/download/kelva/Setup_1.02.3.5.exe").status, 404);
-  EXPECT_FALSE(Exists(Cache("Setup_1.02.3.5.exe")));
-  EXPECT_FALSE(Exists(Cache("Setup_1.02.3.5.exe.part")));
-  // A part already there stays as it was, for a server that has it again.
-  EXPECT_EQ(app.Read(Cache("Setup_1.02.3.6.exe.part")), "the first bytes");
-  ASSERT_THAT(ui.messages, SizeIs(2));
-  EXPECT_THAT(ui.messages[0], AllOf(HasSubstr("Setup_1.02.3.5.exe"), HasSubstr("404")));
-  EXPECT_THAT(Runs(), IsEmpty());
-}
-
 TEST_F(VerifiedUpdateTest, ACachedInstallerChangedAfterItsDownloadIsRejectedThenFetchedAgain) {
   Publish("Setup_1.02.3.5.exe");
   List({"Setup_1.02.3.5.exe"});
@@ -274,6 +209,169 @@ TEST_F(VerifiedUpdateTest, ACachedInstallerChangedAfterItsDownloadIsRejectedThen
   EXPECT_EQ(app.Read(Cache("Setup_1.02.3.5.exe")), InstallerScript());
   EXPECT_THAT(ui.messages, SizeIs(2));
 }
+
+// Cuts a download off as soon as its first bytes have arrived, by truncating
+// the file nginx is sending.
+class CuttingApplication : public RecordingApplication {
+ public:
+  void ProcessMessages() override {
+    RecordingApplication::ProcessMessages();
+    if (!servedFile.empty() && form.lastReceived > 0) {
+      std::filesystem::resize_file(servedFile, 0);
+      servedFile.clear();
+      cut = true;
+    }
+  }
+  RecordingProgressForm form{ui::ProgressFormSpec{"fAguarde", "", 0, 0, 1}};
+  std::string servedFile;
+  bool cut = false;
+};
+
+enum class Fault {
+  Missing,
+  MissingWithPart,
+  Cut,
+  Refused,
+  Tampered,
+  TamperedLegacy,
+  Unsigned,
+  OtherKey,
+  Edited
+};
+// What a failed download leaves: under the installer's name for a plain
+// download; in its ".part" for a verified one, which never stores anything
+// under the name itself.
+enum class Left { Nothing, ErrorPage, Empty, CutShort, AsBefore };
+
+struct FailedDownload {
+  const char* name;
+  bool verified;
+  Fault fault;
+  const char* message;  // in the one message shown; "" when none is
+  Left left;
+};
+
+class DownloadFailureTest : public VerifiedUpdateTest,
+                            public ::testing::WithParamInterface<FailedDownload> {
+ protected:
+  // Puts the installer on the server broken in the row's way.
+  void Arrange(Fault fault) {
+    std::string bytes = InstallerScript();
+    switch (fault) {
+      case Fault::MissingWithPart:
+        app.Write(Cache(file) + ".part", "the first bytes");
+        [[fallthrough]];
+      case Fault::Missing:
+        platform::RemoveFile(Publish(file));  // the signature stays
+        break;
+      case Fault::Cut:
+        file = "slow_1.02.3.5.exe";  // served slowly, so that it can be cut
+        cutting.servedFile = server.PublishFile("kelva", file, std::string(4 << 20, 's'));
+        Sign(cutting.servedFile);
+        break;
+      case Fault::Refused:
+        base = "http://127.0.0.1:1";
+        break;
+      case Fault::Tampered:
+      case Fault::TamperedLegacy:
+        Publish(file, "publisher", fault == Fault::Tampered ? "" : "-l");
+        bytes[bytes.size() / 2] ^= 0x01;
+        server.PublishFile("kelva", file, bytes);
+        break;
+      case Fault::Unsigned:
+        Publish(file, "");
+        break;
+      case Fault::OtherKey:
+        MakeKeyPair("stranger");
+        Publish(file, "stranger");
+        break;
+      case Fault::Edited: {
+        const std::string path = Publish(file) + ".minisig";
+        std::string signature = platform::ReadFileBytes(path);
+        signature.insert(signature.find("\ntrusted comment: ") + 18, "aprovada ");
+        platform::WriteFileBytes(path, signature);
+        break;
+      }
+    }
+  }
+
+  CuttingApplication cutting;
+  std::string base = NginxUpdateServer::Base();
+  std::string file = "Setup_1.02.3.5.exe";
+};
+
+TEST_P(DownloadFailureTest, LeavesNoInstallerAndSaysWhy) {
+  const FailedDownload& row = GetParam();
+  Arrange(row.fault);
+  const std::string folder = app / "atualizadores_versao/";
+  if (row.verified)
+    DownloadVerifiedUpdateFile(cutting, base, "kelva", file, folder,
+                               here.deployment.updatePublicKey, &cutting.form);
+  else
+    DownloadUpdateFile(cutting, base, "kelva", file, folder, &cutting.form);
+
+  if (*row.message == '\0') {
+    EXPECT_THAT(cutting.messages, IsEmpty());
+  } else {
+    ASSERT_THAT(cutting.messages, SizeIs(1));
+    EXPECT_THAT(cutting.messages[0], HasSubstr(row.message));
+    // A refusal or an error answer names the installer; a transport error
+    // has the transport's words.
+    if (row.verified && row.fault != Fault::Cut && row.fault != Fault::Refused) {
+      EXPECT_THAT(cutting.messages[0], HasSubstr(file));
+    }
+  }
+  EXPECT_EQ(cutting.cut, row.fault == Fault::Cut);
+  std::string left = Cache(file);
+  if (row.verified) {
+    EXPECT_FALSE(Exists(left));
+    EXPECT_FALSE(Exists(left + ".minisig"));
+    left += ".part";
+    // Nothing unsigned is even fetched: the signature's request comes first.
+    const auto requests = server.Requests();
+    if (requests.empty() || requests[0].status != 200) {
+      EXPECT_THAT(requests, SizeIs(Le(1)));
+    }
+  }
+  switch (row.left) {
+    case Left::Nothing:
+      EXPECT_FALSE(Exists(left));
+      break;
+    case Left::ErrorPage:
+      EXPECT_THAT(app.Read(left), HasSubstr("404"));
+      break;
+    case Left::Empty:
+      EXPECT_EQ(app.Read(left), "");
+      break;
+    case Left::CutShort:
+      EXPECT_LT(std::filesystem::file_size(app / left), std::size_t{4 << 20});
+      break;
+    case Left::AsBefore:
+      EXPECT_EQ(app.Read(left), "the first bytes");
+      break;
+  }
+}
+
+// Plain downloads keep what came under the installer's name; a verified one
+// keeps a cut-off ".part" to resume and one that was there before an error
+// answer, and nothing else.
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, DownloadFailureTest,
+    ::testing::Values(
+        FailedDownload{"PlainErrorStatus", false, Fault::Missing, "", Left::ErrorPage},
+        FailedDownload{"PlainCutMidBody", false, Fault::Cut, "remaining to read", Left::CutShort},
+        FailedDownload{"PlainRefused", false, Fault::Refused, "127.0.0.1", Left::Empty},
+        FailedDownload{"ErrorStatus", true, Fault::Missing, "404", Left::Nothing},
+        FailedDownload{"ErrorStatusWithPart", true, Fault::MissingWithPart, "404", Left::AsBefore},
+        FailedDownload{"CutMidBody", true, Fault::Cut, "remaining to read", Left::CutShort},
+        FailedDownload{"Refused", true, Fault::Refused, "127.0.0.1", Left::Nothing},
+        FailedDownload{"Tampered", true, Fault::Tampered, "não confere", Left::Nothing},
+        FailedDownload{"TamperedLegacy", true, Fault::TamperedLegacy, "não confere", Left::Nothing},
+        FailedDownload{"Unsigned", true, Fault::Unsigned, "assinatura não encontrada",
+                       Left::Nothing},
+        FailedDownload{"OtherKey", true, Fault::OtherKey, "outra chave", Left::Nothing},
+        FailedDownload{"Edited", true, Fault::Edited, "comentário confiável", Left::Nothing}),
+    [](const ::testing::TestParamInfo<FailedDownload>& info) { return info.param.name; });
 
 }  // namespace
 }  // namespace rotalis::test
