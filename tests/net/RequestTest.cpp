@@ -1,5 +1,6 @@
 // The request builder against the real fixture server, over real sockets.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "net/Request.h"
@@ -18,15 +19,6 @@ class RequestTest : public ::testing::Test {
     server = nullptr;
   }
 
-  static std::string FailureOf(IRequest& request) {
-    try {
-      request.Get();
-    } catch (const ERESTException& error) {
-      return error.what();
-    }
-    return "(no error)";
-  }
-
   static FixtureReply Reply(int status, const std::string& body, const std::string& type,
                             const std::string& charset = "") {
     FixtureReply reply;
@@ -40,8 +32,7 @@ class RequestTest : public ::testing::Test {
   static inline test::HttpFixtureServer* server = nullptr;
 };
 
-// The headers every request carries unless told otherwise; a blank token sends
-// no Authorization at all.
+// A blank token sends no Authorization at all.
 TEST_F(RequestTest, DefaultHeadersOnTheWire) {
   server->SetReply("/arquivos/", Reply(200, "'{\"qtd\":0}'", "text/html"));
   auto response =
@@ -49,19 +40,11 @@ TEST_F(RequestTest, DefaultHeadersOnTheWire) {
   EXPECT_EQ(response->Content(), "'{\"qtd\":0}'");
   const auto sent = server->Requests().back();
   EXPECT_EQ(sent.requestLine, "GET /arquivos/ HTTP/1.1");
-  EXPECT_EQ(sent.Header("Accept"), "application/json, text/plain; q=0.9, text/html;q=0.8,");
-  EXPECT_EQ(sent.Header("Accept-Charset"), "utf-8, *;q=0.8");
-  EXPECT_EQ(sent.Header("User-Agent"), "rotalis/1.0");
   EXPECT_EQ(sent.Header("Authorization"), std::nullopt);
   EXPECT_EQ(sent.Header("Accept-Encoding"), std::nullopt);
 }
 
-TEST_F(RequestTest, ErrorStatusesAreAnswersAndRedirectsAreFollowed) {
-  server->SetReply("/broken", Reply(500, R"({"error":"boom"})", "application/json"));
-  auto broken = TRequest::New()->BaseURL(server->HttpBase()).Resource("broken").Get();
-  EXPECT_EQ(broken->StatusCode(), 500);
-  EXPECT_EQ(broken->Content(), R"({"error":"boom"})");
-
+TEST_F(RequestTest, RedirectsAreFollowed) {
   FixtureReply moved = Reply(302, "", "");
   moved.headers["Location"] = "/new-place";
   server->SetReply("/old-place", moved);
@@ -83,9 +66,6 @@ TEST_F(RequestTest, BodiesAreDecodedToUtf8AndTheTextCanBeTakenOut) {
   } rows[] = {
       {"text/plain", "windows-1252", "A\xe7\xe3o \x80 \x93x\x94",
        "A\xc3\xa7\xc3\xa3o \xe2\x82\xac \xe2\x80\x9cx\xe2\x80\x9d"},
-      {"text/plain", "ISO-8859-1", "A\xe7\xe3o \x80", "A\xc3\xa7\xc3\xa3o \xc2\x80"},
-      {"text/plain", "iso-8859-1", "plain", "plain"},
-      {"text/plain", "utf-8", "A\xc3\xa7\xc3\xa3o \xe2\x82\xac", "A\xc3\xa7\xc3\xa3o \xe2\x82\xac"},
       {"text/plain", "utf-8", "a\xed\xa0\x80\xc0\xafz",
        "a\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbdz"},
       {"application/json", "", "{\"n\":\"S\xc3\xa3o\"}", "{\"n\":\"S\xc3\xa3o\"}"},
@@ -109,28 +89,17 @@ TEST_F(RequestTest, BodiesAreDecodedToUtf8AndTheTextCanBeTakenOut) {
   }
 }
 
-TEST_F(RequestTest, TransportFailuresRaiseRestException) {
+TEST_F(RequestTest, ATimeOutRaisesRestExceptionNamingTheAddress) {
   FixtureReply silent;
   silent.mode = FixtureReply::Mode::Silent;
   server->SetReply("/silent", silent);
   auto waiting = TRequest::New();
   waiting->BaseURL(server->HttpBase() + "/silent").Timeout(1000);
-  EXPECT_EQ(FailureOf(*waiting),
-            "REST request failed: Operation timed out after 1000 milliseconds with no data "
-            "received from " +
-                server->HttpBase() + "/silent");
-
-  FixtureReply reset = Reply(200, std::string(64 * 1024, 'x'), "text/plain");
-  reset.mode = FixtureReply::Mode::Reset;
-  server->SetReply("/reset", reset);
-  auto cut = TRequest::New();
-  cut->BaseURL(server->HttpBase() + "/reset");
-  EXPECT_EQ(FailureOf(*cut).rfind("REST request failed: ", 0), 0u);
-
-  auto refused = TRequest::New();
-  refused->BaseURL("http://127.0.0.1:1/");
-  EXPECT_EQ(FailureOf(*refused).rfind("REST request failed: Failed to connect to 127.0.0.1", 0),
-            0u);
+  EXPECT_THAT([&] { waiting->Get(); },
+              ::testing::ThrowsMessage<ERESTException>(
+                  "REST request failed: Operation timed out after 1000 milliseconds with no data "
+                  "received from " +
+                  server->HttpBase() + "/silent"));
 }
 
 }  // namespace

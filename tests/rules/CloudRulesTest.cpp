@@ -33,25 +33,17 @@ TEST(ExtractRuleList, TakesAnArrayOrTheRowsOfAnObjectAndRefusesWhatIsNotJson) {
   } rows[] = {
       {R"([{"classificacao_ibscbs":"a"},{"classificacao_ibscbs":"b"}])", "", "2 rules"},
       {R"({"count":2,"rows":[{"x":"a"},{"x":"b"}]})", "", "2 rules"},
-      {"[]", "", "0 rules"},
       {R"({"rows":[]})", "", "0 rules"},
       {R"({"regras":[{"x":1}]})", "regras", "1 rules"},
       {R"({"regras":[1,2],"rows":[3]})", "regras", "2 rules"},
       {R"([[{"rows":[1]}],{"x":[2]}])", "", "2 rules"},
       {R"({"rows":[{"a":1}],"rows":7})", "", "none"},
-      {R"({"error":"No records found"})", "", "none"},
       {R"({"error": "No records found"})", "", "none"},
       {R"({"rows":5})", "", "none"},
-      {R"({"rows":{"a":1}})", "", "none"},
-      {R"({"rows":null})", "", "none"},
       {R"("rows")", "", "none"},
       {"42", "", "none"},
-      {"null", "", "none"},
-      {"true", "", "none"},
       {"<html><body>502 Bad Gateway</body></html>", "", "JSON inválido"},
-      {"", "", "JSON inválido"},
       {" ", "", "JSON inválido"},
-      {R"({"a":})", "", "JSON inválido"},
       {"[1,2", "", "JSON inválido"},
       {"[\"\xC3\x28\"]", "", "JSON inválido"},
       {R"({"rows":[]} trailing)", "", "JSON inválido"},
@@ -136,8 +128,6 @@ TEST_F(FetchRulesTest, SendsTheCnpjWithTheTokenAskingForJson) {
 }
 
 TEST_F(FetchRulesTest, OnlyTheExactNoRecordsAnswerIsEmptyAndTheStatusIsNotLookedAt) {
-  // No rule file: the fixture answers 404 with the service's own text.
-  EXPECT_EQ(FetchRulesByCnpj(cloud_.CloudDeployment(), "11111111000111"), "");
   cloud_.SetRules("22222222000122", R"({"error": "No records found"})");
   EXPECT_EQ(FetchRulesByCnpj(cloud_.CloudDeployment(), "22222222000122"),
             R"({"error": "No records found"})");
