@@ -37,8 +37,7 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
-
-const std::vector<std::string> kSilent = {"/silent", "/nocancel", "/ALLUSERS"};
+using ::testing::StartsWith;
 
 class DriverTest : public UpdateTest {
  protected:
@@ -73,18 +72,13 @@ TEST_F(DriverTest, RunsOnlyTheNewerInstallersSilently) {
   app.Write("kelvaERP.ini", "[posi]\r\nservidor=db\r\n");
   PutInstaller("Setup_1.02.3.4.exe");
   PutInstaller("Setup_1.02.3.5.exe");
-  // A plain download runs too: it is stored as a program.
-  server.PublishList("kelva", "{\"qtd\":1,\"nome-1\":\"Setup_1.02.4.0.exe\"}");
-  server.PublishFile("kelva", "Setup_1.02.4.0.exe", InstallerScript());
+  PutInstaller("Setup_1.02.4.0.exe");
 
   UpdateInstallation(ui, here);
 
-  const auto runs = Runs();
-  ASSERT_EQ(runs.size(), 2u);
-  EXPECT_EQ(runs[0].name, "Setup_1.02.3.5.exe");
-  EXPECT_EQ(runs[1].name, "Setup_1.02.4.0.exe");
-  for (const auto& run : runs) {
-    EXPECT_EQ(run.arguments, kSilent);
+  EXPECT_THAT(RunNames(), ElementsAre("Setup_1.02.3.5.exe", "Setup_1.02.4.0.exe"));
+  for (const auto& run : Runs()) {
+    EXPECT_THAT(run.arguments, ElementsAre("/silent", "/nocancel", "/ALLUSERS"));
     EXPECT_EQ(run.path, std::getenv("PATH"));
   }
   EXPECT_EQ(ui.terminateCalls, 2);
@@ -143,12 +137,17 @@ TEST_F(DriverTest, UnreachableServerChangesNothing) {
   EXPECT_EQ(ui.terminateCalls, 0);
 }
 
-TEST_F(DriverTest, WithoutInstallersOnlyTheVersionIsWritten) {
+// Without an edition the list and the files are asked for under an empty key,
+// and the version goes to "erp.ini".
+TEST_F(DriverTest, WithoutAnEditionTheKeyIsEmpty) {
   std::filesystem::remove(app / "KelvaERP.exe");
-  server.PublishList("", "{\"qtd\":0}");
+  server.PublishList("", "{\"qtd\":1,\"nome-1\":\"Setup_1.exe\"}");
+  server.PublishFile("", "Setup_1.exe", InstallerScript());
 
   UpdateInstallation(ui, here);
 
+  EXPECT_THAT(server.Targets(), ElementsAre("/arquivos/", "/download//Setup_1.exe"));
+  EXPECT_EQ(app.Read("atualizadores_versao/Setup_1.exe"), InstallerScript());
   EXPECT_EQ(Versao("erp.ini"), "10234");
   EXPECT_EQ(ui.terminateCalls, 0);
 }
@@ -181,7 +180,8 @@ TEST_F(DriverTest, InstallerThatCannotStartIsReportedAndTheNextRuns) {
   UpdateInstallation(ui, here);
 
   EXPECT_THAT(ui.messages,
-              ElementsAre(AllOf(HasSubstr("Setup_1.02.3.9.exe"), EndsWith(": " + refusal))));
+              ElementsAre(AllOf(StartsWith("Não foi possível iniciar o instalador "),
+                                HasSubstr("Setup_1.02.3.9.exe"), EndsWith(": " + refusal))));
   EXPECT_THAT(RunNames(), ElementsAre("Setup_1.02.4.0.exe"));
   EXPECT_EQ(ui.terminateCalls, 2);
 }
@@ -252,9 +252,8 @@ TEST_F(DriverTest, AStartWaitingForAnotherWorkstationShowsWhichOneThenTakesOver)
   const RecordingWaitForm& form = *waiting.waitForms[0];
   EXPECT_EQ(form.Name(), kWaitFormName);
   EXPECT_TRUE(form.shown);
-  EXPECT_THAT(form.texts, ElementsAre(WaitingText(""), WaitingText("CAIXA-02")));
-  EXPECT_THAT(form.texts[0], HasSubstr("iniciada em outro computador."));
-  EXPECT_THAT(form.texts[1], HasSubstr("iniciada no computador CAIXA-02."));
+  EXPECT_THAT(form.texts, ElementsAre(HasSubstr("iniciada em outro computador."),
+                                      HasSubstr("iniciada no computador CAIXA-02.")));
   EXPECT_TRUE(form.closed);
   EXPECT_THAT(waiting.released, ElementsAre(&form));
   EXPECT_EQ(other.Note(), platform::ComputerName());

@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "net/RESTException.h"
+#include "platform/FileSystem.h"
 #include "rules/CloudRules.h"
 #include "tests/support/cloud/CloudFixtureServer.h"
 #include "tests/support/proxy/TestProxy.h"
@@ -57,29 +58,21 @@ class ProxyTest : public UpdateTest {
   CloudFixtureServer cloud;
 };
 
+// Addresses on the bypass list go straight to the server.
 TEST_F(ProxyTest, CloudRulesListAndDownloadGoThroughTheProxy) {
   const TestProxy proxy;
-  const SystemProxySetting setting(TestProxy::Address(), {"erp.example.invalid"});
-
-  EXPECT_EQ(FetchRulesByCnpj(cloud.CloudDeployment(), kCnpj), kRules);
-  DownloadUpdates(ui, here);
+  for (const char* bypassed : {"127.0.0.1", "erp.example.invalid"}) {
+    const SystemProxySetting setting(TestProxy::Address(), {bypassed});
+    EXPECT_EQ(FetchRulesByCnpj(cloud.CloudDeployment(), kCnpj), kRules);
+    platform::RemoveFile(app / "atualizadores_versao/a.exe");
+    DownloadUpdates(ui, here);
+    EXPECT_EQ(app.Read("atualizadores_versao/a.exe"), "installer");
+  }
 
   EXPECT_THAT(ui.messages, IsEmpty());
-  EXPECT_EQ(app.Read("atualizadores_versao/a.exe"), "installer");
   const std::string base = UpdateServerBase(here.deployment);
   EXPECT_THAT(proxy.Requests(), ElementsAre(CloudTunnel(), "GET " + base + "/arquivos/kelva",
                                             "GET " + base + "/download/kelva/a.exe"));
-}
-
-TEST_F(ProxyTest, AddressesOnTheBypassListGoStraightToTheServer) {
-  const TestProxy proxy;
-  const SystemProxySetting setting(TestProxy::Address(), {"127.0.0.1"});
-
-  EXPECT_EQ(FetchRulesByCnpj(cloud.CloudDeployment(), kCnpj), kRules);
-  DownloadUpdates(ui, here);
-
-  EXPECT_EQ(app.Read("atualizadores_versao/a.exe"), "installer");
-  EXPECT_THAT(proxy.Requests(), IsEmpty());
 }
 
 // Whether it asks for credentials it does not get or is not there at all, a
