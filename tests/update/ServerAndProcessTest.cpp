@@ -18,6 +18,7 @@ namespace rotalis::test {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 TEST(ServerReachableTest, AnswersOnlyForAHostThatReplies) {
   // On loopback the reply comes back unless this user may not ping at all
@@ -35,8 +36,9 @@ TEST(DigitsOnlyTest, KeepsTheDigitsOfTheWholePath) {
 class RunAndWaitTest : public UpdateTest {};
 
 // The arguments reach the installer split at blanks, with no shell to
-// interpret them, and the call returns only once it has ended.
-TEST_F(RunAndWaitTest, PassesTheArgumentsAsTheyAreAndWaitsForTheEnd) {
+// interpret them, and the call returns only once it has ended; a start that
+// fails is reported with the system's words.
+TEST_F(RunAndWaitTest, PassesTheArgumentsAsTheyAreWaitsForTheEndOrSaysWhyNot) {
 #if defined(_WIN32)
   // The recording installer takes its time when its name starts with "slow".
   const std::string slow = PutInstaller("slow.exe");
@@ -53,12 +55,10 @@ TEST_F(RunAndWaitTest, PassesTheArgumentsAsTheyAreAndWaitsForTheEnd) {
   EXPECT_THAT(Runs()[0].arguments, ElementsAre("one", "two", "$HOME;touch", "'x'", "`id`"));
   EXPECT_FALSE(Exists("x"));
   EXPECT_GT(ui.processMessagesCalls, 0);
-}
+  EXPECT_THAT(ui.messages, IsEmpty());
 
-// The message names the installer by the whole path it was started with.
-TEST_F(RunAndWaitTest, StartFailureNamesTheInstallerAndGivesTheSystemText) {
+  // One that cannot start is named by the whole path it was started with.
   EXPECT_EQ(RunAndWait(ui, app / "missing.exe", ""), -1);
-
 #if defined(_WIN32)
   const std::string reason = platform::WindowsErrorMessage(ERROR_FILE_NOT_FOUND);
 #else
