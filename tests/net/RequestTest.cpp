@@ -35,11 +35,8 @@ class RequestTest : public ::testing::Test {
 // A blank token sends no Authorization at all.
 TEST_F(RequestTest, DefaultHeadersOnTheWire) {
   server->SetReply("/arquivos/", Reply(200, "'{\"qtd\":0}'", "text/html"));
-  auto response =
-      TRequest::New()->BaseURL(server->HttpBase()).Resource("/arquivos/").TokenBearer("").Get();
-  EXPECT_EQ(response->Content(), "'{\"qtd\":0}'");
+  TRequest::New()->BaseURL(server->HttpBase()).Resource("/arquivos/").TokenBearer("").Get();
   const auto sent = server->Requests().back();
-  EXPECT_EQ(sent.requestLine, "GET /arquivos/ HTTP/1.1");
   EXPECT_EQ(sent.Header("Authorization"), std::nullopt);
   EXPECT_EQ(sent.Header("Accept-Encoding"), std::nullopt);
 }
