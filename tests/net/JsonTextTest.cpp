@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <string>
@@ -6,15 +7,6 @@
 
 namespace rotalis::net {
 namespace {
-
-std::string ExtractError(const std::string& text) {
-  try {
-    ExtractJsonObject(text);
-  } catch (const Exception& error) {
-    return error.what();
-  }
-  return "(no error)";
-}
 
 constexpr char kNotFound[] = "Não foi encontrado um objeto JSON na string.";
 constexpr char kIncomplete[] = "Objeto JSON incompleto ou inválido.";
@@ -46,7 +38,11 @@ TEST(ExtractJsonObject, SaysWhyATextHoldsNoObject) {
       {R"({"a":})", kUnparsable},
       {R"({"a":[1,}tail)", kUnparsable},
   };
-  for (const auto& row : rows) EXPECT_EQ(ExtractError(row.text), row.message) << row.text;
+  for (const auto& row : rows) {
+    EXPECT_THAT([&] { ExtractJsonObject(row.text); },
+                ::testing::ThrowsMessage<Exception>(row.message))
+        << row.text;
+  }
 }
 
 }  // namespace
