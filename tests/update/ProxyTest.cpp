@@ -20,10 +20,11 @@
 namespace rotalis::test {
 namespace {
 
-using ::testing::Contains;
+using ::testing::AllOf;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using ::testing::Optional;
 using ::testing::StartsWith;
 
 const std::string kCnpj = "12345678000190";
@@ -86,16 +87,13 @@ TEST_F(ProxyTest, ARefusingProxyFailsTheRequestAndIsNamed) {
   EXPECT_EQ(CloudFailure(), "REST request failed: " + named +
                                 " refused the request with 407 Proxy Authentication Required");
   DownloadUpdateFile(ui, UpdateServerBase(here.deployment), "kelva", "a.exe", app / "cache/");
-  ASSERT_EQ(ui.messages.size(), 1u);
-  EXPECT_THAT(ui.messages[0], HasSubstr(named + " refused the request with 407"));
+  EXPECT_THAT(ui.messages, ElementsAre(HasSubstr(named + " refused the request with 407")));
   EXPECT_EQ(app.Read("cache/a.exe"), "");
-  EXPECT_THAT(proxy->Requests(), Contains(CloudTunnel()));
 
   proxy.reset();
-  const auto unreachable = CloudFailure();
-  ASSERT_TRUE(unreachable);
-  EXPECT_THAT(*unreachable, StartsWith("REST request failed: "));
-  EXPECT_THAT(*unreachable, HasSubstr("(through the proxy " + TestProxy::Address() + ")"));
+  EXPECT_THAT(CloudFailure(),
+              Optional(AllOf(StartsWith("REST request failed: "),
+                             HasSubstr("(through the proxy " + TestProxy::Address() + ")"))));
 }
 
 }  // namespace
