@@ -306,8 +306,6 @@ INSTANTIATE_TEST_SUITE_P(
         FailedDownload{"PlainErrorStatus", false, Fault::Missing, IsEmpty(),
                        Optional(HasSubstr("404"))},
         FailedDownload{"PlainCutMidBody", false, Fault::Cut, Says("remaining to read"), kCutShort},
-        FailedDownload{"PlainRefused", false, Fault::Refused, Says("127.0.0.1"),
-                       Optional(IsEmpty())},
         FailedDownload{"ErrorStatus", true, Fault::Missing, Names("404"), kNothing},
         FailedDownload{"ErrorStatusWithPart", true, Fault::PartKept, Names("404"), kAsBefore},
         FailedDownload{"CutMidBody", true, Fault::Cut, Says("remaining to read"), kCutShort},
