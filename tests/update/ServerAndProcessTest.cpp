@@ -39,8 +39,15 @@ class RunAndWaitTest : public UpdateTest {};
 // interpret them, and the call returns only once it has ended; a start that
 // fails is reported with the system's words.
 TEST_F(RunAndWaitTest, PassesTheArgumentsAsTheyAreWaitsForTheEndOrSaysWhyNot) {
+#if defined(_WIN32)
   // The recording installer takes its time when its name starts with "slow".
   const std::string slow = PutInstaller("slow.exe");
+#else
+  const std::string installer = PutInstaller("Setup_1.exe");
+  const std::string slow = app / "slow.sh";
+  app.Write("slow.sh", "#!/bin/sh\nsleep 0.3\nexec '" + installer + "' \"$@\"\n");
+  std::filesystem::permissions(slow, std::filesystem::perms::owner_all);
+#endif
 
   EXPECT_EQ(RunAndWait(ui, slow, " one  two $HOME;touch 'x' `id`"), -1);
 
