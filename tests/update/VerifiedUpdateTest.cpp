@@ -187,12 +187,10 @@ class CuttingApplication : public RecordingApplication {
     if (!servedFile.empty() && form.lastReceived > 0) {
       std::filesystem::resize_file(servedFile, 0);
       servedFile.clear();
-      cut = true;
     }
   }
   RecordingProgressForm form{ui::ProgressFormSpec{"fAguarde", "", 0, 0, 1}};
   std::string servedFile;
-  bool cut = false;
 };
 
 enum class Fault { Missing, PartKept, Cut, Refused, Tampered, TamperedEd, Unsigned, Other, Edited };
@@ -273,7 +271,6 @@ TEST_P(DownloadFailureTest, LeavesNoInstallerAndSaysWhy) {
     DownloadUpdateFile(cutting, base, "kelva", file, folder, &cutting.form);
 
   EXPECT_THAT(cutting.messages, row.messages);
-  EXPECT_EQ(cutting.cut, row.fault == Fault::Cut);
   std::string left = Cache(file);
   if (row.verified) {
     EXPECT_FALSE(Exists(left));
