@@ -15,30 +15,40 @@
 namespace rotalis {
 namespace {
 
-std::string ErrorOf(const std::string& body, const std::string& member = "") {
+// What ExtractRuleList made of a body: how many rules, "none", or the error.
+std::string ListOf(const std::string& body, const std::string& member = "") {
   try {
-    ExtractRuleList(body, member);
-    return "no error";
+    const auto rules = ExtractRuleList(body, member);
+    return rules ? std::to_string(rules->size()) + " rules" : "none";
   } catch (const std::exception& error) {
     return error.what();
   }
 }
 
-TEST(ExtractRuleList, TakesAnArrayOrTheRowsOfAnObject) {
-  const auto bare =
-      ExtractRuleList(R"([{"classificacao_ibscbs":"a"},{"classificacao_ibscbs":"b"}])");
-  const auto wrapped = ExtractRuleList(
-      R"({"count":2,"rows":[{"classificacao_ibscbs":"a"},{"classificacao_ibscbs":"b"}]})");
-  ASSERT_TRUE(bare && wrapped);
-  EXPECT_EQ(*bare, *wrapped);
-  ASSERT_EQ(bare->size(), 2u);
-  EXPECT_EQ((*bare)[1].Text(RuleMember::classificacao_ibscbs), "b");
-
-  EXPECT_EQ(ExtractRuleList("[]"), RuleList{});
-  EXPECT_EQ(ExtractRuleList(R"({"rows":[]})"), RuleList{});
-  const auto named = ExtractRuleList(R"({"regras":[{"x":1}]})", "regras");
-  ASSERT_TRUE(named);
-  EXPECT_EQ(named->size(), 1u);
+TEST(ExtractRuleList, TakesAnArrayOrTheRowsOfAnObjectAndRefusesWhatIsNotJson) {
+  const struct {
+    const char* body;
+    const char* member;
+    const char* outcome;
+  } rows[] = {
+      {R"([{"classificacao_ibscbs":"a"},{"classificacao_ibscbs":"b"}])", "", "2 rules"},
+      {R"({"count":2,"rows":[{"x":"a"},{"x":"b"}]})", "", "2 rules"},
+      {R"({"regras":[{"x":1}]})", "regras", "1 rules"},
+      {R"({"regras":[1,2],"rows":[3]})", "regras", "2 rules"},
+      {R"([[{"rows":[1]}],{"x":[2]}])", "", "2 rules"},
+      {R"({"rows":[{"a":1}],"rows":7})", "", "none"},
+      {R"({"rows":5})", "", "none"},
+      {R"("rows")", "", "none"},
+      {"42", "", "none"},
+      {" ", "", "JSON inválido"},
+      {"[1,2", "", "JSON inválido"},
+      {"[\"\xC3\x28\"]", "", "JSON inválido"},
+      {R"({"rows":[]} trailing)", "", "JSON inválido"},
+      {R"({"rows":[]})", "regras", "Value 'regras' not found"},
+      {R"({"regras":[],"regras":{}})", "regras",
+       "Conversion from JSON object to array is not supported (value 'regras')"},
+  };
+  for (const auto& row : rows) EXPECT_EQ(ListOf(row.body, row.member), row.outcome) << row.body;
 }
 
 // What a read gave: the value as text, or the error's message.
@@ -87,29 +97,8 @@ TEST(ExtractRuleList, RecordsReadAsTheTreeWould) {
     // A record made from the element itself is the same record.
     EXPECT_EQ((*rules)[i], RuleRecord(tree[i])) << i;
   }
-  EXPECT_EQ(ExtractRuleList(R"({"rows":[{"a":1}],"rows":7})"), std::nullopt);
-  const auto nested = ExtractRuleList(R"([[{"rows":[1]}],{"x":[2]}])");
-  ASSERT_TRUE(nested);
-  EXPECT_EQ(nested->size(), 2u);
-  EXPECT_EQ(ExtractRuleList(R"({"regras":[1,2],"rows":[3]})", "regras")->size(), 2u);
-}
-
-TEST(ExtractRuleList, YieldsNothingWithoutAnArrayToTake) {
-  for (const char* body :
-       {R"({"error":"No records found"})", R"({"error": "No records found"})", R"({"rows":5})",
-        R"({"rows":{"a":1}})", R"({"rows":null})", R"("rows")", "42", "null", "true"}) {
-    EXPECT_EQ(ExtractRuleList(body), std::nullopt) << body;
-  }
-}
-
-TEST(ExtractRuleList, RefusesWhatIsNotJson) {
-  for (const char* body : {"<html><body>502 Bad Gateway</body></html>", "", " ", R"({"a":})",
-                           "[1,2", "[\"\xC3\x28\"]", R"({"rows":[]} trailing)"}) {
-    EXPECT_EQ(ErrorOf(body), "JSON inválido") << body;
-  }
-  EXPECT_EQ(ErrorOf(R"({"rows":[]})", "regras"), "Value 'regras' not found");
-  EXPECT_EQ(ErrorOf(R"({"regras":[],"regras":{}})", "regras"),
-            "Conversion from JSON object to array is not supported (value 'regras')");
+  // The same elements as a bare array give the same records.
+  EXPECT_EQ(ExtractRuleList(tree.dump()), rules);
 }
 
 class FetchRulesTest : public testing::Test {
@@ -117,32 +106,19 @@ class FetchRulesTest : public testing::Test {
   test::CloudFixtureServer cloud_{"anon-key.with.dots"};
 };
 
-TEST_F(FetchRulesTest, SendsTheCnpjAsItStandsWithTheTokenAndAskingForJson) {
+// The CNPJ as it stands, escaped.
+TEST_F(FetchRulesTest, SendsTheCnpjAskingForJson) {
   const std::string body = R"([{"classificacao_ibscbs":"000001"}])";
   cloud_.SetRules("12.345.678/0001-90", body);
   EXPECT_EQ(FetchRulesByCnpj(cloud_.CloudDeployment(), "12.345.678/0001-90"), body);
 
-  const auto requests = cloud_.Requests();
-  ASSERT_EQ(requests.size(), 1u);
-  EXPECT_EQ(requests[0].method, "GET");
-  EXPECT_EQ(requests[0].target, "/functions/v1/regras-por-cnpj?cnpj=12.345.678%2F0001-90");
-  EXPECT_EQ(requests[0].authorization, "Bearer anon-key.with.dots");
-  EXPECT_EQ(requests[0].accept, "application/json");
-}
-
-TEST_F(FetchRulesTest, ABlankCnpjIsLeftOutOfTheRequest) {
-  cloud_.SetRules(std::nullopt, "[]");
-  EXPECT_EQ(FetchRulesByCnpj(cloud_.CloudDeployment(), "   "), "[]");
-  EXPECT_EQ(FetchRulesByCnpj(cloud_.CloudDeployment(), ""), "[]");
-  for (const auto& request : cloud_.Requests()) {
-    EXPECT_EQ(request.target, "/functions/v1/regras-por-cnpj");
-    EXPECT_EQ(request.cnpj, std::nullopt);
-  }
+  const auto sent = cloud_.Requests().back();
+  EXPECT_EQ(sent.method, "GET");
+  EXPECT_EQ(sent.target, "/functions/v1/regras-por-cnpj?cnpj=12.345.678%2F0001-90");
+  EXPECT_EQ(sent.accept, "application/json");
 }
 
 TEST_F(FetchRulesTest, OnlyTheExactNoRecordsAnswerIsEmptyAndTheStatusIsNotLookedAt) {
-  // No rule file: the fixture answers 404 with the service's own text.
-  EXPECT_EQ(FetchRulesByCnpj(cloud_.CloudDeployment(), "11111111000111"), "");
   cloud_.SetRules("22222222000122", R"({"error": "No records found"})");
   EXPECT_EQ(FetchRulesByCnpj(cloud_.CloudDeployment(), "22222222000122"),
             R"({"error": "No records found"})");
@@ -151,7 +127,6 @@ TEST_F(FetchRulesTest, OnlyTheExactNoRecordsAnswerIsEmptyAndTheStatusIsNotLooked
   wrongToken.cloudToken = "someone-else";
   EXPECT_EQ(FetchRulesByCnpj(wrongToken, "22222222000122"),
             R"({"code":401,"message":"Invalid JWT"})");
-  EXPECT_EQ(cloud_.Requests().back().status, 401);
 }
 
 TEST_F(FetchRulesTest, AServerOutsideTheDeploymentsCaIsRefused) {
@@ -162,8 +137,16 @@ TEST_F(FetchRulesTest, AServerOutsideTheDeploymentsCaIsRefused) {
     FetchRulesByCnpj(untrusted, "1");
     ADD_FAILURE() << "a certificate of another CA was accepted";
   } catch (const net::ERESTException& error) {
-    EXPECT_EQ(std::string(error.what()).rfind("REST request failed: ", 0), 0u) << error.what();
+#if defined(_WIN32)
+    // Schannel's words: the chain check of the server's certificate failed.
+    EXPECT_NE(std::string(error.what()).find("CertGetCertificateChain"), std::string::npos)
+        << error.what();
+#else
+    EXPECT_NE(std::string(error.what()).find("certificate"), std::string::npos) << error.what();
+#endif
   }
+  // Refused in the handshake, before the request was sent.
+  EXPECT_TRUE(cloud_.Requests().empty());
 }
 
 }  // namespace

@@ -5,10 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <ostream>
-#include <sstream>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,28 +13,23 @@
 #include "platform/FileSystem.h"
 #include "tests/support/HostShell.h"
 #include "tests/update/UpdateFixture.h"
+#include "update/UpdateDownload.h"
 #include "update/UpdateDriver.h"
-
-namespace rotalis::platform {
-void PrintTo(ZoneCheck zoneCheck, std::ostream* out) {
-  *out << (zoneCheck == ZoneCheck::Skip ? "Skip" : "Ask");
-}
-}  // namespace rotalis::platform
+#include "update/VerifiedDownload.h"
 
 namespace rotalis::test {
 namespace {
 
 using ::testing::AllOf;
-using ::testing::Contains;
 using ::testing::ElementsAre;
+using ::testing::Eq;
+using ::testing::Gt;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::Not;
+using ::testing::Le;
+using ::testing::Lt;
+using ::testing::Optional;
 using ::testing::SizeIs;
-
-std::filesystem::path FsPath(const std::string& utf8) {
-  return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
-}
 
 class VerifiedUpdateTest : public UpdateTest {
  protected:
@@ -53,11 +45,9 @@ class VerifiedUpdateTest : public UpdateTest {
 
   // The second line of minisign.pub: what a deployment is configured with.
   std::string PublicKeyLine(const std::string& name) const {
-    std::istringstream lines(keys.Read(name + ".pub"));
-    std::string line;
-    std::getline(lines, line);
-    std::getline(lines, line);
-    return line;
+    const std::string text = keys.Read(name + ".pub");
+    const auto start = text.find('\n') + 1;
+    return text.substr(start, text.find('\n', start) - start);
   }
 
   // Serves the installer and, unless `signer` is empty, its signature beside
@@ -65,10 +55,14 @@ class VerifiedUpdateTest : public UpdateTest {
   std::string Publish(const std::string& name, const std::string& signer = "publisher",
                       const std::string& options = "") const {
     const std::string path = server.PublishFile("kelva", name, InstallerScript());
-    if (!signer.empty())
-      Minisign("-S " + options + " -s " + KeyFile(signer + ".key") + " -m " +
-               ShellQuoted(HostPath(path)));
+    if (!signer.empty()) Sign(path, signer, options);
     return path;
+  }
+
+  void Sign(const std::string& path, const std::string& signer = "publisher",
+            const std::string& options = "") const {
+    Minisign("-S " + options + " -s " + KeyFile(signer + ".key") + " -m " +
+             ShellQuoted(HostPath(path)));
   }
 
   void List(const std::vector<std::string>& names) const {
@@ -84,15 +78,6 @@ class VerifiedUpdateTest : public UpdateTest {
     return names;
   }
 
-  // The request for one target, which must have been made once.
-  ServedRequest RequestFor(const std::string& target) const {
-    std::vector<ServedRequest> found;
-    for (const auto& request : server.Requests())
-      if (request.target == target) found.push_back(request);
-    EXPECT_THAT(found, SizeIs(1)) << target;
-    return found.empty() ? ServedRequest{} : found.front();
-  }
-
   static std::string Cache(const std::string& name) { return "atualizadores_versao/" + name; }
 
   TempFolder keys{"rotalis-keys"};
@@ -105,25 +90,6 @@ class VerifiedUpdateTest : public UpdateTest {
     ASSERT_EQ(RunHostCommand("minisign " + arguments + " 2>&1", &output), 0) << output;
   }
 };
-
-TEST_F(VerifiedUpdateTest, SignedInstallersAreVerifiedCachedAndRun) {
-  Publish("Setup_1.02.3.5.exe");
-  Publish("Setup_1.02.3.6.exe", "publisher", "-l");  // the older "Ed" kind, over the file itself
-  List({"Setup_1.02.3.5.exe", "Setup_1.02.3.6.exe"});
-
-  UpdateInstallation(ui, here);
-
-  EXPECT_THAT(ui.messages, IsEmpty());
-  EXPECT_THAT(RunNames(), ElementsAre("Setup_1.02.3.5.exe", "Setup_1.02.3.6.exe"));
-  EXPECT_THAT(server.Targets(),
-              ElementsAre("/arquivos/kelva", "/download/kelva/Setup_1.02.3.5.exe.minisig",
-                          "/download/kelva/Setup_1.02.3.5.exe",
-                          "/download/kelva/Setup_1.02.3.6.exe.minisig",
-                          "/download/kelva/Setup_1.02.3.6.exe"));
-  EXPECT_EQ(app.Read(Cache("Setup_1.02.3.5.exe")), InstallerScript());
-  EXPECT_TRUE(Exists(Cache("Setup_1.02.3.5.exe.minisig")));
-  EXPECT_FALSE(Exists(Cache("Setup_1.02.3.5.exe.part")));
-}
 
 // The shell's zone check is left out only for installers whose signature
 // was just checked: without a key every start is asked for as a program
@@ -141,57 +107,14 @@ TEST_F(VerifiedUpdateTest, OnlyVerifiedInstallersAreStartedWithoutTheZoneCheck) 
   List({"Setup_1.02.3.5.exe"});
 
   UpdateInstallation(ui, here, recordingStart);
-  const auto verified = starts;
-  starts.clear();
   here.deployment.updatePublicKey.clear();
   PutInstaller("Setup_1.02.3.6.exe");
   UpdateInstallation(ui, here, recordingStart);
 
-  EXPECT_THAT(verified, ElementsAre(Start("Setup_1.02.3.5.exe", ZoneCheck::Skip)));
-  EXPECT_THAT(starts, ElementsAre(Start("Setup_1.02.3.5.exe", ZoneCheck::Ask),
+  EXPECT_THAT(starts, ElementsAre(Start("Setup_1.02.3.5.exe", ZoneCheck::Skip),
+                                  Start("Setup_1.02.3.5.exe", ZoneCheck::Ask),
                                   Start("Setup_1.02.3.6.exe", ZoneCheck::Ask)));
-  // Started either way, with the same arguments.
-  EXPECT_THAT(RunNames(),
-              ElementsAre("Setup_1.02.3.5.exe", "Setup_1.02.3.5.exe", "Setup_1.02.3.6.exe"));
   EXPECT_THAT(ui.messages, IsEmpty());
-}
-
-TEST_F(VerifiedUpdateTest, RefusedInstallersLeaveNothingUnderTheirNameAndSayWhy) {
-  const std::string tampered = Publish("Setup_1.02.3.5.exe");
-  std::string bytes = InstallerScript();
-  bytes[bytes.size() / 2] ^= 0x01;
-  server.PublishFile("kelva", "Setup_1.02.3.5.exe", bytes);
-
-  Publish("Setup_1.02.3.6.exe", "");  // no signature on the server
-
-  MakeKeyPair("stranger");
-  Publish("Setup_1.02.3.7.exe", "stranger");
-
-  const std::string edited = Publish("Setup_1.02.3.8.exe") + ".minisig";
-  std::string signature = platform::ReadFileBytes(edited);
-  signature.insert(signature.find("\ntrusted comment: ") + 18, "versao aprovada ");
-  platform::WriteFileBytes(edited, signature);
-
-  List({"Setup_1.02.3.5.exe", "Setup_1.02.3.6.exe", "Setup_1.02.3.7.exe", "Setup_1.02.3.8.exe"});
-  UpdateInstallation(ui, here);
-
-  EXPECT_THAT(Runs(), IsEmpty());
-  EXPECT_EQ(ui.terminateCalls, 0);
-  ASSERT_THAT(ui.messages, SizeIs(4));
-  EXPECT_THAT(ui.messages[0], AllOf(HasSubstr("Setup_1.02.3.5.exe"), HasSubstr("não confere")));
-  EXPECT_THAT(ui.messages[1],
-              AllOf(HasSubstr("Setup_1.02.3.6.exe"), HasSubstr("assinatura não encontrada")));
-  EXPECT_THAT(ui.messages[2], AllOf(HasSubstr("Setup_1.02.3.7.exe"), HasSubstr("outra chave")));
-  EXPECT_THAT(ui.messages[3],
-              AllOf(HasSubstr("Setup_1.02.3.8.exe"), HasSubstr("comentário confiável")));
-  for (const char* name :
-       {"Setup_1.02.3.5.exe", "Setup_1.02.3.6.exe", "Setup_1.02.3.7.exe", "Setup_1.02.3.8.exe"}) {
-    EXPECT_FALSE(Exists(Cache(name))) << name;
-    EXPECT_FALSE(Exists(Cache(std::string(name) + ".part"))) << name;
-    EXPECT_FALSE(Exists(Cache(std::string(name) + ".minisig"))) << name;
-  }
-  // Nothing unsigned is even fetched.
-  EXPECT_THAT(server.Targets(), Not(Contains("/download/kelva/Setup_1.02.3.6.exe")));
 }
 
 TEST_F(VerifiedUpdateTest, PartsLeftByAnEarlierStartAreCompletedAndRun) {
@@ -214,32 +137,16 @@ TEST_F(VerifiedUpdateTest, PartsLeftByAnEarlierStartAreCompletedAndRun) {
   EXPECT_THAT(ui.messages, IsEmpty());
   EXPECT_THAT(RunNames(),
               ElementsAre("Setup_1.02.3.5.exe", "Setup_1.02.3.6.exe", "whole_1.02.3.7.exe"));
-  const ServedRequest resumed = RequestFor("/download/kelva/Setup_1.02.3.5.exe");
-  EXPECT_EQ(resumed.status, 206);
-  EXPECT_EQ(resumed.bodyBytes, whole.size() - half);
-  EXPECT_EQ(RequestFor("/download/kelva/Setup_1.02.3.6.exe").status, 416);
-  EXPECT_EQ(RequestFor("/download/kelva/whole_1.02.3.7.exe").status, 200);
+  // The list, then each signature and its installer.
+  const auto requests = server.Requests();
+  ASSERT_THAT(requests, SizeIs(7));
+  EXPECT_EQ(requests[2].status, 206);
+  EXPECT_EQ(requests[2].bodyBytes, whole.size() - half);
+  EXPECT_EQ(requests[4].status, 416);
+  EXPECT_EQ(requests[6].status, 200);
   EXPECT_EQ(app.Read(Cache("whole_1.02.3.7.exe")), whole);
   EXPECT_EQ(app.Read(Cache("Setup_1.02.3.5.exe")), whole);
   EXPECT_FALSE(Exists(Cache("Setup_1.02.3.5.exe.part")));
-}
-
-TEST_F(VerifiedUpdateTest, AnErrorAnswerStoresNothing) {
-  std::filesystem::remove(FsPath(Publish("Setup_1.02.3.5.exe")));
-  std::filesystem::remove(FsPath(Publish("Setup_1.02.3.6.exe")));
-  app.Write(Cache("Setup_1.02.3.6.exe.part"), "the first bytes");
-  List({"Setup_1.02.3.5.exe", "Setup_1.02.3.6.exe"});
-
-  UpdateInstallation(ui, here);
-
-  EXPECT_EQ(RequestFor("/download/kelva/Setup_1.02.3.5.exe").status, 404);
-  EXPECT_FALSE(Exists(Cache("Setup_1.02.3.5.exe")));
-  EXPECT_FALSE(Exists(Cache("Setup_1.02.3.5.exe.part")));
-  // A part already there stays as it was, for a server that has it again.
-  EXPECT_EQ(app.Read(Cache("Setup_1.02.3.6.exe.part")), "the first bytes");
-  ASSERT_THAT(ui.messages, SizeIs(2));
-  EXPECT_THAT(ui.messages[0], AllOf(HasSubstr("Setup_1.02.3.5.exe"), HasSubstr("404")));
-  EXPECT_THAT(Runs(), IsEmpty());
 }
 
 TEST_F(VerifiedUpdateTest, ACachedInstallerChangedAfterItsDownloadIsRejectedThenFetchedAgain) {
@@ -247,6 +154,11 @@ TEST_F(VerifiedUpdateTest, ACachedInstallerChangedAfterItsDownloadIsRejectedThen
   List({"Setup_1.02.3.5.exe"});
   UpdateInstallation(ui, here);
   ASSERT_THAT(RunNames(), ElementsAre("Setup_1.02.3.5.exe"));
+  // Nothing unsigned is fetched: the signature comes first, and stays beside it.
+  EXPECT_THAT(server.Targets(),
+              ElementsAre("/arquivos/kelva", "/download/kelva/Setup_1.02.3.5.exe.minisig",
+                          "/download/kelva/Setup_1.02.3.5.exe"));
+  EXPECT_TRUE(Exists(Cache("Setup_1.02.3.5.exe.minisig")));
 
   app.Write(Cache("Setup_1.02.3.5.exe"), InstallerScript() + "\necho planted\n");
   PutInstaller("Setup_1.02.3.6.exe");  // cached before the key, or by someone else: no signature
@@ -257,7 +169,6 @@ TEST_F(VerifiedUpdateTest, ACachedInstallerChangedAfterItsDownloadIsRejectedThen
   EXPECT_THAT(ui.messages[0],
               AllOf(HasSubstr("Setup_1.02.3.5.exe"), HasSubstr("Setup_1.02.3.5.exe.rejected")));
   EXPECT_THAT(ui.messages[1], AllOf(HasSubstr("Setup_1.02.3.6.exe"), HasSubstr("assinatura")));
-  EXPECT_FALSE(Exists(Cache("Setup_1.02.3.5.exe")));
   EXPECT_THAT(app.Read(Cache("Setup_1.02.3.5.exe.rejected")), HasSubstr("planted"));
 
   // The next start downloads it anew, and the genuine installer runs.
@@ -266,6 +177,143 @@ TEST_F(VerifiedUpdateTest, ACachedInstallerChangedAfterItsDownloadIsRejectedThen
   EXPECT_EQ(app.Read(Cache("Setup_1.02.3.5.exe")), InstallerScript());
   EXPECT_THAT(ui.messages, SizeIs(2));
 }
+
+// Cuts a download off as soon as its first bytes have arrived, by truncating
+// the file nginx is sending.
+class CuttingApplication : public RecordingApplication {
+ public:
+  void ProcessMessages() override {
+    RecordingApplication::ProcessMessages();
+    if (!servedFile.empty() && form.lastReceived > 0) {
+      std::filesystem::resize_file(servedFile, 0);
+      servedFile.clear();
+    }
+  }
+  RecordingProgressForm form{ui::ProgressFormSpec{"fAguarde", "", 0, 0, 1}};
+  std::string servedFile;
+};
+
+enum class Fault { Missing, PartKept, Cut, Refused, Tampered, TamperedEd, Unsigned, Other, Edited };
+
+using Messages = ::testing::Matcher<std::vector<std::string>>;
+// What a failed download leaves, nothing when there is no file: under the
+// installer's name for a plain download; in its ".part" for a verified one,
+// which never stores anything under the name itself.
+using Left = ::testing::Matcher<std::optional<std::string>>;
+
+struct FailedDownload {
+  const char* name;
+  bool verified;
+  Fault fault;
+  Messages messages;
+  Left left;
+};
+
+constexpr char kInstaller[] = "Setup_1.02.3.5.exe";
+
+class DownloadFailureTest : public VerifiedUpdateTest,
+                            public ::testing::WithParamInterface<FailedDownload> {
+ protected:
+  // Puts the installer on the server broken in the row's way.
+  void Arrange(Fault fault) {
+    std::string bytes = InstallerScript();
+    switch (fault) {
+      case Fault::PartKept:
+        app.Write(Cache(file) + ".part", "the first bytes");
+        [[fallthrough]];
+      case Fault::Missing:
+        platform::RemoveFile(Publish(file));  // the signature stays
+        break;
+      case Fault::Cut:
+        file = "slow_1.02.3.5.exe";  // served slowly, so that it can be cut
+        cutting.servedFile = server.PublishFile("kelva", file, std::string(4 << 20, 's'));
+        Sign(cutting.servedFile);
+        break;
+      case Fault::Refused:
+        base = "http://127.0.0.1:1";
+        break;
+      case Fault::Tampered:
+      case Fault::TamperedEd:
+        Publish(file, "publisher", fault == Fault::Tampered ? "" : "-l");
+        bytes[bytes.size() / 2] ^= 0x01;
+        server.PublishFile("kelva", file, bytes);
+        break;
+      case Fault::Unsigned:
+        Publish(file, "");
+        break;
+      case Fault::Other:
+        MakeKeyPair("stranger");
+        Publish(file, "stranger");
+        break;
+      case Fault::Edited: {
+        const std::string path = Publish(file) + ".minisig";
+        std::string signature = platform::ReadFileBytes(path);
+        signature.insert(signature.find("\ntrusted comment: ") + 18, "aprovada ");
+        platform::WriteFileBytes(path, signature);
+        break;
+      }
+    }
+  }
+
+  CuttingApplication cutting;
+  std::string base = NginxUpdateServer::Base();
+  std::string file = kInstaller;
+};
+
+TEST_P(DownloadFailureTest, LeavesNoInstallerAndSaysWhy) {
+  const FailedDownload& row = GetParam();
+  Arrange(row.fault);
+  const std::string folder = app / "atualizadores_versao/";
+  if (row.verified)
+    DownloadVerifiedUpdateFile(cutting, base, "kelva", file, folder,
+                               here.deployment.updatePublicKey, &cutting.form);
+  else
+    DownloadUpdateFile(cutting, base, "kelva", file, folder, &cutting.form);
+
+  EXPECT_THAT(cutting.messages, row.messages);
+  std::string left = Cache(file);
+  if (row.verified) {
+    EXPECT_FALSE(Exists(left));
+    EXPECT_FALSE(Exists(left + ".minisig"));
+    left += ".part";
+    // Nothing unsigned is even fetched: the signature's request comes first.
+    const auto requests = server.Requests();
+    if (requests.empty() || requests[0].status != 200) {
+      EXPECT_THAT(requests, SizeIs(Le(1)));
+    }
+  }
+  EXPECT_THAT(Exists(left) ? std::optional(app.Read(left)) : std::nullopt, row.left);
+}
+
+// The one message, with the transport's words or naming the installer.
+Messages Says(const char* words) { return ElementsAre(HasSubstr(words)); }
+Messages Names(const char* why) {
+  return ElementsAre(AllOf(HasSubstr(kInstaller), HasSubstr(why)));
+}
+const Left kNothing = Eq(std::nullopt);
+const Left kCutShort = Optional(SizeIs(AllOf(Gt(0u), Lt(std::size_t{4 << 20}))));
+const Left kAsBefore = Optional(std::string("the first bytes"));
+
+// Plain downloads keep what came under the installer's name; a verified one
+// keeps a cut-off ".part" to resume and one that was there before an error
+// answer, and nothing else.
+INSTANTIATE_TEST_SUITE_P(
+    Kinds, DownloadFailureTest,
+    ::testing::Values(
+        FailedDownload{"PlainErrorStatus", false, Fault::Missing, IsEmpty(),
+                       Optional(HasSubstr("404"))},
+        FailedDownload{"PlainCutMidBody", false, Fault::Cut, Says("remaining to read"), kCutShort},
+        FailedDownload{"ErrorStatus", true, Fault::Missing, Names("404"), kNothing},
+        FailedDownload{"ErrorStatusWithPart", true, Fault::PartKept, Names("404"), kAsBefore},
+        FailedDownload{"CutMidBody", true, Fault::Cut, Says("remaining to read"), kCutShort},
+        FailedDownload{"Refused", true, Fault::Refused, Says("127.0.0.1"), kNothing},
+        FailedDownload{"Tampered", true, Fault::Tampered, Names("não confere"), kNothing},
+        FailedDownload{"TamperedEd", true, Fault::TamperedEd, Names("não confere"), kNothing},
+        FailedDownload{"Unsigned", true, Fault::Unsigned, Names("assinatura não encontrada"),
+                       kNothing},
+        FailedDownload{"OtherKey", true, Fault::Other, Names("outra chave"), kNothing},
+        FailedDownload{"Edited", true, Fault::Edited, Names("comentário confiável"), kNothing}),
+    [](const ::testing::TestParamInfo<FailedDownload>& info) { return info.param.name; });
 
 }  // namespace
 }  // namespace rotalis::test
