@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -94,21 +95,11 @@ TEST(IniFile, KeepsEachEncoding) {
   EXPECT_EQ(dir.Read("utf8.ini"), "\xEF\xBB\xBF[posi]\nsenha=ma\xC3\xA7\xC3\xA3\nVersao=1\n");
   EXPECT_EQ(IniFile(utf8).ReadString("posi", "senha", ""), "ma\xC3\xA7\xC3\xA3");
 
-  // UTF-16LE with BOM: "[posi]\r\nnomebanco=Sé\r\n".
-  std::string utf16 = "\xFF\xFE";
-  for (char c : std::string("[posi]\r\nnomebanco=S\xE9\r\n")) {
-    utf16 += c;
-    utf16 += '\0';
-  }
+  const std::string utf16 = "\xFF\xFE" + *Utf8ToUtf16Le("[posi]\r\nnomebanco=S\xC3\xA9\r\n");
   const std::string wide = dir.Write("wide.ini", utf16);
   EXPECT_EQ(IniFile(wide).ReadString("POSI", "NOMEBANCO", ""), "S\xC3\xA9");
   IniFile(wide).WriteString("posi", "Versao", "7");
-  std::string expected = utf16;
-  for (char c : std::string("Versao=7\r\n")) {
-    expected += c;
-    expected += '\0';
-  }
-  EXPECT_EQ(dir.Read("wide.ini"), expected);
+  EXPECT_EQ(dir.Read("wide.ini"), utf16 + *Utf8ToUtf16Le("Versao=7\r\n"));
 }
 
 // A file without a BOM is read in the ANSI code page whatever its bytes look
@@ -243,7 +234,28 @@ TEST(IniFile, UnreadableFilesReadAsMissingAndStayAsTheyAre) {
   readsAsMissingAndIsKept(dir / "folder.ini");
 }
 
-#if defined(_WIN32)
+#if !defined(_WIN32)
+// Configuration files shared through symbolic links: the write reaches the
+// file the link names, also one not there yet, and leaves the links as they
+// are, with nothing beside them.
+TEST(IniFile, WritesThroughLinksAndKeepsThem) {
+  namespace fs = std::filesystem;
+  test::TempFolder dir;
+  dir.Write("shared/kelvaERP.ini", "[posi]\nservidor=db\n");
+  fs::create_directories(dir / "app");
+  fs::create_symlink("../shared/kelvaERP.ini", dir / "shared/current.ini");
+  fs::create_symlink(dir / "shared/current.ini", dir / "app/kelvaERP.ini");
+  fs::create_symlink(dir / "shared/erp.ini", dir / "app/erp.ini");
+  IniFile(dir / "app/kelvaERP.ini").WriteString("posi", "Versao", "25285014");
+  IniFile(dir / "app/erp.ini").WriteString("posi", "Versao", "1");
+  for (const char* link : {"app/kelvaERP.ini", "shared/current.ini", "app/erp.ini"})
+    EXPECT_TRUE(fs::is_symlink(dir / link)) << link;
+  EXPECT_EQ(dir.Read("shared/kelvaERP.ini"), "[posi]\nservidor=db\nVersao=25285014\n");
+  EXPECT_EQ(dir.Read("shared/erp.ini"), "[posi]\r\nVersao=1\r\n");
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir / "app"), fs::directory_iterator()), 2);
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir / "shared"), fs::directory_iterator()), 3);
+}
+#else
 // An antivirus or another workstation reading the file refuses its
 // replacement for a moment: the write waits for it, and only a hold that
 // outlasts its patience fails it, leaving the file and the folder as they were.

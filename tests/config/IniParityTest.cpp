@@ -5,8 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <initializer_list>
+#include <optional>
 #include <random>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -45,6 +46,7 @@ constexpr const char* kIni =
     "semigual\r\n"
     "servidor=segunda\r\n"
     "igual==x\r\n"
+    "acentos=ação €\r\n"
     "[ Outra Secao ]\r\n"
     "chave = v1\r\n"
     "[posi]\r\n"
@@ -53,53 +55,37 @@ constexpr const char* kIni =
     "[vazia]\r\n";
 
 const std::vector<Question> kQuestions = {
-    {"posi", "nomebanco"},    {"POSI", "NOMEBANCO"},      {"posi", "servidor"},
-    {"posi", "usuario"},      {"posi", "senha"},          {"posi", "aspas"},
-    {"posi", "dentro"},       {"posi", "sozinha"},        {"posi", "vazias"},
-    {"posi", "tab"},          {"posi", "portabanco"},     {"posi", ";portabanco"},
-    {"posi", "semigual"},     {"posi", "igual"},          {"posi", "falta"},
-    {"outra secao", "chave"}, {" Outra Secao ", "chave"}, {"vazia", "x"},
-    {"nenhuma", "x"},
+    {"posi", "nomebanco"}, {"POSI", "NOMEBANCO"},    {"posi", "servidor"},
+    {"posi", "usuario"},   {"posi", "senha"},        {"posi", "aspas"},
+    {"posi", "dentro"},    {"posi", "sozinha"},      {"posi", "vazias"},
+    {"posi", "tab"},       {"posi", "portabanco"},   {"posi", ";portabanco"},
+    {"posi", "semigual"},  {"posi", "igual"},        {"posi", "acentos"},
+    {"posi", "falta"},     {"outra secao", "chave"}, {" Outra Secao ", "chave"},
+    {"vazia", "x"},        {"nenhuma", "x"},
 };
 
-void ExpectSameAnswers(const std::string& path) {
-  const IniFile ini(path);
-  for (const Question& q : kQuestions) {
-    SCOPED_TRACE(std::string("[") + q.section + "] " + q.key);
-    EXPECT_EQ(ini.ReadString(q.section, q.key, "padrão"),
-              test::WindowsProfileString(path, q.section, q.key, "padrão"));
+// The hand-written file as Windows finds it on a workstation: ANSI, UTF-16
+// with a BOM, with Unix line breaks, and not there at all.
+TEST(IniParity, HandWrittenFileAnswersAsWindows) {
+  std::string lf = kIni;
+  for (std::size_t at = lf.find("\r\n"); at != std::string::npos; at = lf.find("\r\n", at))
+    lf.erase(at, 1);
+  const std::pair<const char*, std::optional<std::string>> files[] = {
+      {"ansi.ini", Utf8ToWindows1252(kIni)},
+      {"utf16.ini", "\xFF\xFE" + *Utf8ToUtf16Le(kIni)},
+      {"lf.ini", Utf8ToWindows1252(lf)},
+      {"ausente.ini", std::nullopt},
+  };
+  test::TempFolder dir;
+  for (const auto& [name, bytes] : files) {
+    const std::string path = bytes ? dir.Write(name, *bytes) : dir / name;
+    const IniFile ini(path);
+    for (const Question& q : kQuestions) {
+      SCOPED_TRACE(std::string(name) + " [" + q.section + "] " + q.key);
+      EXPECT_EQ(ini.ReadString(q.section, q.key, "padrão"),
+                test::WindowsProfileString(path, q.section, q.key, "padrão"));
+    }
   }
-}
-
-TEST(IniParity, AnsiFileAnswersAsWindows) {
-  test::TempFolder dir;
-  ExpectSameAnswers(dir.Write("ansi.ini", *Utf8ToWindows1252(kIni)));
-}
-
-TEST(IniParity, Utf16FileAnswersAsWindows) {
-  test::TempFolder dir;
-  ExpectSameAnswers(dir.Write("utf16.ini", "\xFF\xFE" + *Utf8ToUtf16Le(kIni)));
-}
-
-TEST(IniParity, UnixLineBreaksAnswerAsWindows) {
-  std::string text = kIni;
-  for (std::size_t at = text.find("\r\n"); at != std::string::npos; at = text.find("\r\n", at))
-    text.erase(at, 1);
-  test::TempFolder dir;
-  ExpectSameAnswers(dir.Write("lf.ini", *Utf8ToWindows1252(text)));
-}
-
-TEST(IniParity, MissingFileAnswersAsWindows) {
-  test::TempFolder dir;
-  ExpectSameAnswers(dir / "ausente.ini");
-}
-
-TEST(IniParity, AccentedUtf16ValueAnswersAsWindows) {
-  test::TempFolder dir;
-  const std::string path =
-      dir.Write("acentos.ini", "\xFF\xFE" + *Utf8ToUtf16Le("[posi]\r\nnomebanco=ação €\r\n"));
-  EXPECT_EQ(IniFile(path).ReadString("posi", "nomebanco", "d"),
-            test::WindowsProfileString(path, "posi", "nomebanco", "d"));
 }
 
 // A corpus of odd files, made the same on every run: each encoding Windows
@@ -114,11 +100,9 @@ class OddIniFiles {
   explicit OddIniFiles(std::uint32_t seed) : random_(seed) {}
 
   Encoding NextEncoding() {
-    static constexpr Encoding kEncodings[] = {
-        Encoding::Ansi,    Encoding::Ansi,           Encoding::Ansi,    Encoding::Ansi,
-        Encoding::Utf8Bom, Encoding::Utf8Bom,        Encoding::Utf16Le, Encoding::Utf16Le,
-        Encoding::Utf16Be, Encoding::Utf16WithoutBom};
-    return kEncodings[Pick(std::size(kEncodings))];
+    using enum Encoding;
+    return Any(
+        {Ansi, Ansi, Ansi, Ansi, Utf8Bom, Utf8Bom, Utf16Le, Utf16Le, Utf16Be, Utf16WithoutBom});
   }
 
   std::string File(Encoding encoding) {
@@ -144,66 +128,45 @@ class OddIniFiles {
 
   // A value to write that the file's encoding can hold.
   std::string Value(Encoding encoding) {
-    static constexpr const char* kValues[] = {
-        "25285014", "\xC3\x83\xE2\x80\x9D" /* Ã” */, "a\xC3\xA7\xC3\xA3o",    "  espa\xC3\xA7os  ",
-        "\"q\"",    "\xE2\x82\xAC" /* € */,          "\xE4\xB8\xAD" /* 中 */, "",
-        "x=y"};
     while (true) {
-      const std::string value = kValues[Pick(std::size(kValues))];
+      const std::string value = Any<std::string_view>(
+          {"25285014", "\xC3\x83\xE2\x80\x9D" /* Ã” */, "a\xC3\xA7\xC3\xA3o", "  espa\xC3\xA7os  ",
+           "\"q\"", "\xE2\x82\xAC" /* € */, "\xE4\xB8\xAD" /* 中 */, "", "x=y"});
       if (Holds(encoding, value)) return value;
     }
   }
 
   std::size_t Pick(std::size_t count) { return random_() % count; }
 
+  template <class T>
+  T Any(std::initializer_list<T> items) {
+    return items.begin()[Pick(items.size())];
+  }
+
  private:
   bool Chance(unsigned percent) { return random_() % 100 < percent; }
 
-  std::string Blanks() {
-    static constexpr const char* kBlanks[] = {"", "", "", "", " ", "\t", "  ", "\v", "\f", "\x1A"};
-    return kBlanks[Pick(std::size(kBlanks))];
-  }
+  std::string Blanks() { return Text({"", "", "", "", " ", "\t", "  ", "\v", "\f", "\x1A"}); }
 
   std::string Section() {
-    static constexpr const char* kSections[] = {
-        "posi",        "POSI", "Posi", "outra", "se\xC3\xA7\xC3\xA3o", "SE\xC3\x87\xC3\x83O",
-        "\xC3\x84rger"};
-    return kSections[Pick(std::size(kSections))];
+    return Text({"posi", "POSI", "Posi", "outra", "se\xC3\xA7\xC3\xA3o", "SE\xC3\x87\xC3\x83O",
+                 "\xC3\x84rger"});
   }
 
   std::string Key() {
-    static constexpr const char* kKeys[] = {"nomebanco",
-                                            "SERVIDOR",
-                                            "usuario",
-                                            "Senha",
-                                            "portabanco",
-                                            "versao",
-                                            "a\xC3\xA7\xC3\xA3o",
-                                            "A\xC3\x87\xC3\x83O",
-                                            "\xC5\x92uvre",
-                                            "semigual",
-                                            ";c",
-                                            "\xE4\xB8\xAD"};
-    return kKeys[Pick(std::size(kKeys))];
+    return Text({"nomebanco", "SERVIDOR", "usuario", "Senha", "portabanco", "versao",
+                 "a\xC3\xA7\xC3\xA3o", "A\xC3\x87\xC3\x83O", "\xC5\x92uvre", "semigual", ";c",
+                 "\xE4\xB8\xAD"});
   }
 
   std::string Value() {
-    static constexpr const char* kValues[] = {"",
-                                              "erp_loja",
-                                              "127.0.0.1",
-                                              "\"admin\"",
-                                              "'s3nha'",
-                                              "\"um'",
-                                              "a \"b\" c",
-                                              "\"\"",
-                                              "'",
-                                              "x=y",
-                                              "Opera\xC3\xA7\xC3\xA3o",
-                                              "\xC3\x83\xE2\x80\x9D",
-                                              "\xE2\x82\xAC 5",
-                                              "\xE4\xB8\xAD\xE6\x96\x87",
-                                              "\xF0\x9F\x98\x80"};
-    return kValues[Pick(std::size(kValues))];
+    return Text({"", "erp_loja", "127.0.0.1", "\"admin\"", "'s3nha'", "\"um'", "a \"b\" c", "\"\"",
+                 "'", "x=y", "Opera\xC3\xA7\xC3\xA3o", "\xC3\x83\xE2\x80\x9D", "\xE2\x82\xAC 5",
+                 "\xE4\xB8\xAD\xE6\x96\x87", "\xF0\x9F\x98\x80"});
+  }
+
+  std::string Text(std::initializer_list<std::string_view> items) {
+    return std::string(Any(items));
   }
 
   std::string Line() {
@@ -212,9 +175,8 @@ class OddIniFiles {
         return Blanks();
       case 1:
       case 2: {
-        static constexpr const char* kClosings[] = {"]", "]", "]", "]", "", "]x]", "] ;c"};
         return Blanks() + "[" + Blanks() + Section() + Blanks() +
-               kClosings[Pick(std::size(kClosings))] + Blanks();
+               Text({"]", "]", "]", "]", "", "]x]", "] ;c"}) + Blanks();
       }
       case 8:
         return Blanks() + Key() + Blanks();
@@ -226,9 +188,7 @@ class OddIniFiles {
   }
 
   std::string LineEnd() {
-    static constexpr const char* kEnds[] = {"\r\n", "\r\n", "\r\n", "\n",    "\n",
-                                            "\r",   "\r",   "\n\r", "\r\r\n"};
-    return kEnds[Pick(std::size(kEnds))];
+    return Text({"\r\n", "\r\n", "\r\n", "\n", "\n", "\r", "\r", "\n\r", "\r\r\n"});
   }
 
   static std::string Encode(const std::string& text, Encoding encoding) {
@@ -252,30 +212,18 @@ class OddIniFiles {
 
   // Bytes the encoding does not expect, in whole code units.
   std::string Noise(Encoding encoding) {
-    static constexpr std::string_view kAnsi[] = {
-        std::string_view("\0", 1), "\x81", "\x8D", "\xA0", "\xC3\x94", "\xFF"};
-    static constexpr std::string_view kUtf8[] = {std::string_view("\0", 1),
-                                                 "\xE7\xE3",
-                                                 "\x80",
-                                                 "\xE2\x82",
-                                                 "\xC0\xAF",
-                                                 "\xED\xA0\x80",
-                                                 "\xF5",
-                                                 "\xF0\x9F\x98",
-                                                 "\xC3"};
-    static constexpr std::string_view kUtf16Le[] = {
-        std::string_view("\0\0", 2), std::string_view("\0\xD8", 2), std::string_view("\0\xDC", 2),
-        std::string_view("\xA0\0", 2)};
+    using std::string_view;
     switch (encoding) {
       case Encoding::Ansi:
-        return std::string(kAnsi[Pick(std::size(kAnsi))]);
+        return Text({string_view("\0", 1), "\x81", "\x8D", "\xA0", "\xC3\x94", "\xFF"});
       case Encoding::Utf8Bom:
-        return std::string(kUtf8[Pick(std::size(kUtf8))]);
+        return Text({string_view("\0", 1), "\xE7\xE3", "\x80", "\xE2\x82", "\xC0\xAF",
+                     "\xED\xA0\x80", "\xF5", "\xF0\x9F\x98", "\xC3"});
       case Encoding::Utf16Le:
       case Encoding::Utf16WithoutBom:
-        return std::string(kUtf16Le[Pick(std::size(kUtf16Le))]);
+        return Utf16Noise();
       case Encoding::Utf16Be: {
-        std::string unit(kUtf16Le[Pick(std::size(kUtf16Le))]);
+        std::string unit = Utf16Noise();
         std::swap(unit[0], unit[1]);
         return unit;
       }
@@ -283,20 +231,17 @@ class OddIniFiles {
     return {};
   }
 
+  std::string Utf16Noise() {
+    using std::string_view;
+    return Text({string_view("\0\0", 2), string_view("\0\xD8", 2), string_view("\0\xDC", 2),
+                 string_view("\xA0\0", 2)});
+  }
+
   std::mt19937 random_;
 };
 
-std::string Hex(const std::string& bytes) {
-  std::ostringstream out;
-  for (const unsigned char c : bytes) {
-    if (c >= 0x20 && c < 0x7F && c != '\\')
-      out << c;
-    else
-      out << "\\x"
-          << "0123456789ABCDEF"[c >> 4] << "0123456789ABCDEF"[c & 15];
-  }
-  return out.str();
-}
+// Escaped bytes, so that a failure shows what the file holds.
+std::string Hex(const std::string& bytes) { return ::testing::PrintToString(bytes); }
 
 TEST(IniParity, OddFilesReadAndWriteAsWindows) {
   constexpr int kFiles = 2000;
@@ -323,12 +268,12 @@ TEST(IniParity, OddFilesReadAndWriteAsWindows) {
       const auto& [section, key] = questions[n];
       const std::string ours = ini.ReadString(section, key, "padr\xC3\xA3o");
       const std::string windows = test::WindowsProfileString(path, section, key, "padr\xC3\xA3o");
-      const std::string trace = std::string(stage) + " [" + section + "] " + key + ": ours \"" +
-                                Hex(ours) + "\", Windows \"" + Hex(windows) + "\"";
+      const std::string trace = std::string(stage) + " [" + section + "] " + key + ": ours " +
+                                Hex(ours) + ", Windows " + Hex(windows);
       if (ours != windows) report(trace, bytes);
       if (!IsValidUtf8(ours)) report(trace + " (invalid UTF-8)", bytes);
       if (expected && (*expected)[n] != windows)
-        report(trace + ", Windows on its own write \"" + Hex((*expected)[n]) + "\"", bytes);
+        report(trace + ", Windows on its own write " + Hex((*expected)[n]), bytes);
       if (answers) answers->push_back(windows);
     }
   };

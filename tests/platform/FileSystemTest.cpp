@@ -7,6 +7,7 @@
 #include "platform/Paths.h"
 #include "tests/support/TempFolder.h"
 #if !defined(_WIN32)
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -47,23 +48,26 @@ TEST(FileSystem, WritesWholeFilesAndCreatesFolders) {
 }
 
 #if !defined(_WIN32)
-// A program file refuses writes while it runs (ETXTBSY), as a file on a
-// mounted Windows share refuses them while another client holds it (EBUSY):
-// the write waits for the end instead of failing. The file lies in a folder
-// that takes no new file, so it is rewritten in place, where the refusal
-// comes; the writer is not root, for whom no folder is ever closed.
-TEST(FileSystem, AProgramFileInUseIsRewrittenOnceItEnds) {
+// A folder that takes no new file gets its files rewritten in place: the same
+// file, so links to it and its owner stay. A program file refuses writes
+// while it runs (ETXTBSY), as a file on a mounted Windows share refuses them
+// while another client holds it (EBUSY): the write waits for the end instead
+// of failing. The writer is not root, for whom no folder is ever closed.
+TEST(FileSystem, FilesInAClosedFolderAreRewrittenInPlaceOnceFree) {
   namespace fs = std::filesystem;
   constexpr uid_t kNobody = 65534;
   test::TempFolder dir;
   fs::permissions(dir.Path(), fs::perms::all);
-  CreateDirectories(dir / "locked");
+  const std::string plain = dir.Write("locked/kelvaERP.ini", "[posi]\r\n");
   const std::string program = dir / "locked/sleeper";
   fs::copy_file("/bin/sleep", program);
+  fs::permissions(plain, fs::perms::all);
   fs::permissions(program, fs::perms::all);
   fs::permissions(dir / "locked", fs::perms::owner_read | fs::perms::owner_exec |
                                       fs::perms::group_read | fs::perms::group_exec |
                                       fs::perms::others_read | fs::perms::others_exec);
+  struct stat before {};
+  ASSERT_EQ(stat(plain.c_str(), &before), 0);
 
   ChildProcess running = StartProcess(program, "0.4");
   const pid_t writer = fork();
@@ -71,6 +75,7 @@ TEST(FileSystem, AProgramFileInUseIsRewrittenOnceItEnds) {
   if (writer == 0) {
     if (geteuid() == 0 && setuid(kNobody) != 0) _exit(2);
     try {
+      WriteFileBytes(plain, "[posi]\r\nVersao=7\r\n");
       WriteFileBytes(program, "replaced");
     } catch (...) {
       _exit(1);
@@ -80,6 +85,10 @@ TEST(FileSystem, AProgramFileInUseIsRewrittenOnceItEnds) {
   int status = 0;
   ASSERT_EQ(waitpid(writer, &status, 0), writer);
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  EXPECT_EQ(ReadFileBytes(plain), "[posi]\r\nVersao=7\r\n");
+  struct stat after {};
+  ASSERT_EQ(stat(plain.c_str(), &after), 0);
+  EXPECT_EQ(after.st_ino, before.st_ino);
   EXPECT_TRUE(running.WaitFor(0));  // it had ended before the write went through
   // Only a piece: the program's own bytes make an unreadable failure.
   EXPECT_EQ(ReadFileBytes(program).substr(0, 64), "replaced");
