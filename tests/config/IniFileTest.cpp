@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/Exception.h"
@@ -11,47 +13,96 @@
 #include "platform/TextEncoding.h"
 #include "tests/support/TempFolder.h"
 #if defined(_WIN32)
+#include "tests/config/WindowsProfile.h"
 #include "tests/support/HeldFile.h"
 #endif
 
 namespace rotalis {
 namespace {
 
-// A configuration file as the ERP writes it: comments, several sections,
-// CRLF line breaks, blanks and quotes around values.
+// A configuration file as people write it: missing versus empty, quotes of
+// both kinds (matched, unmatched, inner), blanks and tabs around names and
+// values, case, comments, lines without "=", repeated keys, a blank line and
+// a repeated section.
 constexpr const char* kErpIni =
-    "; configuração do ERP\r\n"
-    "[geral]\r\n"
-    "servidor=10.0.0.9\r\n"
-    "\r\n"
-    "[POSI]\r\n"
+    "; configuração\r\n"
+    "[posi]\r\n"
     "  NomeBanco =  erp_loja  \r\n"
     "servidor=\r\n"
     "usuario=\"admin\"\r\n"
     "senha='s3nha'\r\n"
     "aspas=\"um'\r\n"
+    "dentro=a \"b\" c\r\n"
+    "sozinha=\"\r\n"
+    "vazias=\"\"\r\n"
+    "\ttab\t=\tvalor\t\r\n"
     ";portabanco=3307\r\n"
-    "servidor=ignored-second-key\r\n"
+    "semigual\r\n"
+    "servidor=segunda\r\n"
+    "igual==x\r\n"
+    "acentos=ação €\r\n"
     "\r\n"
+    "[ Outra Secao ]\r\n"
+    "chave = v1\r\n"
     "[posi]\r\n"
-    "portabanco=9999\r\n";
+    "portabanco=9999\r\n"
+    "nomebanco=repetida\r\n"
+    "[vazia]\r\n";
 
-TEST(IniFile, ReadsByTheWindowsProfileRules) {
+// The file in each form a workstation may hold it: ANSI, UTF-16 with a BOM,
+// with Unix line breaks, and not there at all. Where the tests run on
+// Windows, its own profile functions must give the same answers (a comment
+// line, too, answers when asked for by its whole line).
+TEST(IniFile, ReadsAsWindowsDoes) {
+  struct Question {
+    const char* section;
+    const char* key;
+    const char* answer;
+  };
+  constexpr Question kQuestions[] = {
+      {"posi", "nomebanco", "erp_loja"},
+      {"POSI", "NOMEBANCO", "erp_loja"},
+      {"posi", "servidor", ""},
+      {"posi", "usuario", "admin"},
+      {"posi", "senha", "s3nha"},
+      {"posi", "aspas", "\"um'"},
+      {"posi", "dentro", "a \"b\" c"},
+      {"posi", "sozinha", "\""},
+      {"posi", "vazias", ""},
+      {"posi", "tab", "valor"},
+      {"posi", "portabanco", "padrão"},
+      {"posi", ";portabanco", "3307"},
+      {"posi", "semigual", "padrão"},
+      {"posi", "igual", "=x"},
+      {"posi", "acentos", "ação €"},
+      {"posi", "falta", "padrão"},
+      {"outra secao", "chave", "v1"},
+      {" Outra Secao ", "chave", "v1"},
+      {"vazia", "x", "padrão"},
+      {"nenhuma", "x", "padrão"},
+  };
+  std::string lf = kErpIni;
+  for (std::size_t at = lf.find("\r\n"); at != std::string::npos; at = lf.find("\r\n", at))
+    lf.erase(at, 1);
+  const std::pair<const char*, std::optional<std::string>> files[] = {
+      {"ansi.ini", Utf8ToWindows1252(kErpIni)},
+      {"utf16.ini", "\xFF\xFE" + *Utf8ToUtf16Le(kErpIni)},
+      {"lf.ini", Utf8ToWindows1252(lf)},
+      {"ausente.ini", std::nullopt},
+  };
   test::TempFolder dir;
-  const IniFile ini(dir.Write("erp.ini", kErpIni));
-  EXPECT_EQ(ini.ReadString("posi", "nomebanco", "d"), "erp_loja");  // case, blanks
-  EXPECT_EQ(ini.ReadString("posi", "servidor", "d"), "");           // present but empty
-  EXPECT_EQ(ini.ReadString("posi", "usuario", "d"), "admin");       // one quote pair
-  EXPECT_EQ(ini.ReadString("posi", "senha", "d"), "s3nha");
-  EXPECT_EQ(ini.ReadString("posi", "aspas", "d"), "\"um'");  // unmatched quotes stay
-  EXPECT_EQ(ini.ReadString("posi", "portabanco", "3306"),
-            "3306");  // comment; later section ignored
-  EXPECT_EQ(ini.ReadString("posi", "falta", "padrao"), "padrao");
-  EXPECT_EQ(ini.ReadString("nada", "servidor", "padrao"), "padrao");
-  EXPECT_EQ(ini.ReadString("geral", "servidor", "d"), "10.0.0.9");
-
-  const IniFile missing(dir / "does-not-exist.ini");
-  EXPECT_EQ(missing.ReadString("posi", "usuario", "root"), "root");
+  for (const auto& [name, bytes] : files) {
+    const std::string path = bytes ? dir.Write(name, *bytes) : dir / name;
+    const IniFile ini(path);
+    for (const Question& q : kQuestions) {
+      SCOPED_TRACE(std::string(name) + " [" + q.section + "] " + q.key);
+      const std::string answer = bytes ? q.answer : "padrão";
+      EXPECT_EQ(ini.ReadString(q.section, q.key, "padrão"), answer);
+#if defined(_WIN32)
+      EXPECT_EQ(test::WindowsProfileString(path, q.section, q.key, "padrão"), answer);
+#endif
+    }
+  }
 }
 
 TEST(IniFile, WritesInPlaceKeepingEveryOtherByte) {
@@ -65,7 +116,7 @@ TEST(IniFile, WritesInPlaceKeepingEveryOtherByte) {
 
   // A new key goes to the end of its section, before the blank line.
   ini.WriteString("posi", "Versao", "25285014");
-  expected.insert(expected.find("\r\n\r\n[posi]") + 2, "Versao=25285014\r\n");
+  expected.insert(expected.find("\r\n\r\n[ Outra") + 2, "Versao=25285014\r\n");
   EXPECT_EQ(dir.Read("erp.ini"), expected);
   EXPECT_EQ(IniFile(path).ReadString("posi", "versao", ""), "25285014");
 }

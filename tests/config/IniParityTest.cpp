@@ -1,12 +1,11 @@
 // The INI reader and writer against Windows' own profile functions, on the
 // same files: every question must get the same answer, byte for byte, before
-// and after a write.
+// and after a write. The hand-written file is asked in tests/config/IniFileTest.cpp.
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <initializer_list>
-#include <optional>
 #include <random>
 #include <string>
 #include <utility>
@@ -21,72 +20,6 @@
 
 namespace rotalis {
 namespace {
-
-struct Question {
-  const char* section;
-  const char* key;
-};
-
-// Missing versus empty, quotes of both kinds (matched, unmatched, inner),
-// blanks and tabs around names and values, case, comments, lines without
-// "=", repeated keys and a repeated section.
-constexpr const char* kIni =
-    "; comentário\r\n"
-    "[posi]\r\n"
-    "  NomeBanco =  erp_loja  \r\n"
-    "servidor=\r\n"
-    "usuario=\"admin\"\r\n"
-    "senha='s3nha'\r\n"
-    "aspas=\"um'\r\n"
-    "dentro=a \"b\" c\r\n"
-    "sozinha=\"\r\n"
-    "vazias=\"\"\r\n"
-    "\ttab\t=\tvalor\t\r\n"
-    ";portabanco=3307\r\n"
-    "semigual\r\n"
-    "servidor=segunda\r\n"
-    "igual==x\r\n"
-    "acentos=ação €\r\n"
-    "[ Outra Secao ]\r\n"
-    "chave = v1\r\n"
-    "[posi]\r\n"
-    "portabanco=9999\r\n"
-    "nomebanco=repetida\r\n"
-    "[vazia]\r\n";
-
-const std::vector<Question> kQuestions = {
-    {"posi", "nomebanco"}, {"POSI", "NOMEBANCO"},    {"posi", "servidor"},
-    {"posi", "usuario"},   {"posi", "senha"},        {"posi", "aspas"},
-    {"posi", "dentro"},    {"posi", "sozinha"},      {"posi", "vazias"},
-    {"posi", "tab"},       {"posi", "portabanco"},   {"posi", ";portabanco"},
-    {"posi", "semigual"},  {"posi", "igual"},        {"posi", "acentos"},
-    {"posi", "falta"},     {"outra secao", "chave"}, {" Outra Secao ", "chave"},
-    {"vazia", "x"},        {"nenhuma", "x"},
-};
-
-// The hand-written file as Windows finds it on a workstation: ANSI, UTF-16
-// with a BOM, with Unix line breaks, and not there at all.
-TEST(IniParity, HandWrittenFileAnswersAsWindows) {
-  std::string lf = kIni;
-  for (std::size_t at = lf.find("\r\n"); at != std::string::npos; at = lf.find("\r\n", at))
-    lf.erase(at, 1);
-  const std::pair<const char*, std::optional<std::string>> files[] = {
-      {"ansi.ini", Utf8ToWindows1252(kIni)},
-      {"utf16.ini", "\xFF\xFE" + *Utf8ToUtf16Le(kIni)},
-      {"lf.ini", Utf8ToWindows1252(lf)},
-      {"ausente.ini", std::nullopt},
-  };
-  test::TempFolder dir;
-  for (const auto& [name, bytes] : files) {
-    const std::string path = bytes ? dir.Write(name, *bytes) : dir / name;
-    const IniFile ini(path);
-    for (const Question& q : kQuestions) {
-      SCOPED_TRACE(std::string(name) + " [" + q.section + "] " + q.key);
-      EXPECT_EQ(ini.ReadString(q.section, q.key, "padrão"),
-                test::WindowsProfileString(path, q.section, q.key, "padrão"));
-    }
-  }
-}
 
 // A corpus of odd files, made the same on every run: each encoding Windows
 // tells apart (none, so ANSI; UTF-8, UTF-16LE and UTF-16BE by BOM), line ends
