@@ -49,8 +49,8 @@ constexpr const char* kErpIni =
     "nomebanco=repetida\r\n"
     "[vazia]\r\n";
 
-// The file in each form a workstation may hold it: ANSI, UTF-16 with a BOM,
-// with Unix line breaks, and not there at all. Where the tests run on
+// The file in each form a workstation may hold it: ANSI, UTF-8 or UTF-16 with
+// a BOM, with Unix line breaks, and not there at all. Where the tests run on
 // Windows, its own profile functions must give the same answers (a comment
 // line, too, answers when asked for by its whole line).
 TEST(IniFile, ReadsAsWindowsDoes) {
@@ -86,6 +86,7 @@ TEST(IniFile, ReadsAsWindowsDoes) {
     lf.erase(at, 1);
   const std::pair<const char*, std::optional<std::string>> files[] = {
       {"ansi.ini", Utf8ToWindows1252(kErpIni)},
+      {"utf8.ini", "\xEF\xBB\xBF" + std::string(kErpIni)},
       {"utf16.ini", "\xFF\xFE" + *Utf8ToUtf16Le(kErpIni)},
       {"lf.ini", Utf8ToWindows1252(lf)},
       {"ausente.ini", std::nullopt},
@@ -105,73 +106,63 @@ TEST(IniFile, ReadsAsWindowsDoes) {
   }
 }
 
-TEST(IniFile, WritesInPlaceKeepingEveryOtherByte) {
-  test::TempFolder dir;
-  const std::string path = dir.Write("erp.ini", kErpIni);
-  IniFile ini(path);
-  ini.WriteString("posi", "SERVIDOR", "db.local");
-  std::string expected = kErpIni;
-  expected.replace(expected.find("servidor=\r\n"), 11, "servidor=db.local\r\n");
-  EXPECT_EQ(dir.Read("erp.ini"), expected);
-
-  // A new key goes to the end of its section, before the blank line.
-  ini.WriteString("posi", "Versao", "25285014");
-  expected.insert(expected.find("\r\n\r\n[ Outra") + 2, "Versao=25285014\r\n");
-  EXPECT_EQ(dir.Read("erp.ini"), expected);
-  EXPECT_EQ(IniFile(path).ReadString("posi", "versao", ""), "25285014");
-}
-
-TEST(IniFile, AddsSectionsAndCreatesFiles) {
-  test::TempFolder dir;
-  const std::string path = dir.Write("a.ini", "[geral]\nx=1");  // LF, no final break
-  IniFile(path).WriteString("posi", "Versao", "10234");
-  EXPECT_EQ(dir.Read("a.ini"), "[geral]\nx=1\n[posi]\nVersao=10234\n");
-
-  IniFile created(dir / "new.ini");
-  created.WriteString("posi", "Versao", "10234");
-  EXPECT_EQ(dir.Read("new.ini"), "[posi]\r\nVersao=10234\r\n");
-}
-
-TEST(IniFile, KeepsEachEncoding) {
-  test::TempFolder dir;
-  // Windows-1252: "Operação" with ç = E7, ã = E3.
-  const std::string ansi = dir.Write("ansi.ini", "[posi]\r\nnomebanco=Opera\xE7\xE3o\r\n");
-  IniFile(ansi).WriteString("posi", "usuario", "Jo\xC3\xA3o");  // UTF-8 in
-  EXPECT_EQ(dir.Read("ansi.ini"), "[posi]\r\nnomebanco=Opera\xE7\xE3o\r\nusuario=Jo\xE3o\r\n");
-  EXPECT_EQ(IniFile(ansi).ReadString("posi", "nomebanco", ""), "Opera\xC3\xA7\xC3\xA3o");
-  EXPECT_THROW(IniFile(ansi).WriteString("posi", "x", "\xE2\x82\xAC\xE4\xB8\xAD"), Exception);
-
-  const std::string utf8 = dir.Write("utf8.ini", "\xEF\xBB\xBF[posi]\nsenha=ma\xC3\xA7\xC3\xA3\n");
-  IniFile(utf8).WriteString("posi", "Versao", "1");
-  EXPECT_EQ(dir.Read("utf8.ini"), "\xEF\xBB\xBF[posi]\nsenha=ma\xC3\xA7\xC3\xA3\nVersao=1\n");
-  EXPECT_EQ(IniFile(utf8).ReadString("posi", "senha", ""), "ma\xC3\xA7\xC3\xA3");
-
+// A write changes its own line only, in the file's own line breaks and
+// encoding; what it wrote reads back as written, and the same write again
+// changes no byte. A file without a BOM is ANSI whatever its bytes look like:
+// "Ã”" in Windows-1252 is C3 94, which also happens to be UTF-8 for "Ô".
+TEST(IniFile, WritesOnlyTheirOwnLine) {
+  const auto erpWith = [](const char* at, std::size_t skip, const char* piece) {
+    std::string text = kErpIni;
+    return text.insert(text.find(at) + skip, piece);
+  };
+  const std::string ansi = "[posi]\r\nnomebanco=Opera\xE7\xE3o\r\n";
+  const std::string utf8 = "\xEF\xBB\xBF[posi]\nsenha=ma\xC3\xA7\xC3\xA3\n";
+  const std::string notText =
+      "\xEF\xBB\xBF[posi]\r\nnomebanco=Opera\xE7\xE3o\r\nsenha=\xE2\x82\r\n";
   const std::string utf16 = "\xFF\xFE" + *Utf8ToUtf16Le("[posi]\r\nnomebanco=S\xC3\xA9\r\n");
-  const std::string wide = dir.Write("wide.ini", utf16);
-  EXPECT_EQ(IniFile(wide).ReadString("POSI", "NOMEBANCO", ""), "S\xC3\xA9");
-  IniFile(wide).WriteString("posi", "Versao", "7");
-  EXPECT_EQ(dir.Read("wide.ini"), utf16 + *Utf8ToUtf16Le("Versao=7\r\n"));
-}
-
-// A file without a BOM is read in the ANSI code page whatever its bytes look
-// like, so what a write put there reads back as written, and the rest of the
-// file keeps reading the same after it.
-TEST(IniFile, FileWithoutBomStaysAnsiAcrossWrites) {
+  struct Row {
+    std::optional<std::string> before;  // none: no file yet
+    const char* key;
+    const char* value;
+    std::string after;
+  };
+  const Row rows[] = {
+      {kErpIni, "SERVIDOR", "db.local", erpWith("servidor=\r\n", 9, "db.local")},
+      // A new key goes to the end of its section, before the blank line.
+      {kErpIni, "Versao", "25285014", erpWith("\r\n\r\n[ Outra", 2, "Versao=25285014\r\n")},
+      {"[geral]\nx=1", "Versao", "10234", "[geral]\nx=1\n[posi]\nVersao=10234\n"},
+      {std::nullopt, "Versao", "10234", "[posi]\r\nVersao=10234\r\n"},
+      {"[posi]\r\nVersao=1\r", "usuario", "u", "[posi]\r\nVersao=1\rusuario=u\r\n"},
+      // Among lone CRs, a new line before an empty LF line keeps that line.
+      {"[posi]\rnomebanco=erp\n\n", "Versao", "1", "[posi]\rnomebanco=erp\nVersao=1\r\n\n"},
+      {notText, "Versao", "1", notText + "Versao=1\r\n"},
+      {ansi, "usuario", "Jo\xC3\xA3o", ansi + "usuario=Jo\xE3o\r\n"},
+      {"[posi]\r\n", "usuario", "\xC3\x83\xE2\x80\x9D", "[posi]\r\nusuario=\xC3\x94\r\n"},
+      {utf8, "Versao", "1", utf8 + "Versao=1\n"},
+      {utf16, "Versao", "7", utf16 + *Utf8ToUtf16Le("Versao=7\r\n")},
+  };
   test::TempFolder dir;
-  const std::string path = dir.Write("erp.ini", "[posi]\r\nservidor=db\r\n");
-  // "Ã”" in Windows-1252 is C3 94, which also happens to be UTF-8 for "Ô".
-  IniFile(path).WriteString("posi", "usuario", "\xC3\x83\xE2\x80\x9D");
-  EXPECT_EQ(dir.Read("erp.ini"), "[posi]\r\nservidor=db\r\nusuario=\xC3\x94\r\n");
-  IniFile again(path);
-  EXPECT_EQ(again.FileEncoding(), IniFile::Encoding::Windows1252);
-  EXPECT_EQ(again.ReadString("posi", "usuario", ""), "\xC3\x83\xE2\x80\x9D");
-  again.WriteString("posi", "senha", "\xC3\xA7");  // ç
-  EXPECT_EQ(IniFile(path).ReadString("posi", "usuario", ""), "\xC3\x83\xE2\x80\x9D");
-  EXPECT_EQ(IniFile(path).ReadString("posi", "senha", ""), "\xC3\xA7");
+  for (const Row& row : rows) {
+    SCOPED_TRACE(testing::PrintToString(row.before.value_or("no file")));
+    const std::string path = row.before ? dir.Write("erp.ini", *row.before) : dir / "new.ini";
+    for (int write = 1; write <= 2; ++write) {
+      IniFile(path).WriteString("posi", row.key, row.value);
+      EXPECT_EQ(platform::ReadFileBytes(path), row.after) << "write " << write;
+    }
+    EXPECT_EQ(IniFile(path).ReadString("posi", row.key, ""), row.value);
+  }
 
+  // The file stays ANSI across writes, and the rest keeps reading the same.
+  IniFile kept(dir.Write("erp.ini", "[posi]\r\nusuario=\xC3\x94\r\n"));
+  EXPECT_EQ(kept.FileEncoding(), IniFile::Encoding::Windows1252);
+  kept.WriteString("posi", "senha", "\xC3\xA7");  // ç
+  EXPECT_EQ(IniFile(dir / "erp.ini").ReadString("posi", "usuario", ""), "\xC3\x83\xE2\x80\x9D");
+  EXPECT_EQ(IniFile(dir / "erp.ini").ReadString("posi", "senha", ""), "\xC3\xA7");
+  EXPECT_THROW(IniFile(dir / "erp.ini").WriteString("posi", "x", "\xE4\xB8\xAD"), Exception);
   // UTF-8 bytes without a BOM are Windows-1252 text to Windows too.
-  const std::string utf8 = dir.Write("utf8.ini", "[posi]\nnomebanco=a\xC3\xA7\n");
-  EXPECT_EQ(IniFile(utf8).ReadString("posi", "nomebanco", ""), "a\xC3\x83\xC2\xA7");
+  EXPECT_EQ(IniFile(dir.Write("utf8.ini", "[posi]\nnomebanco=a\xC3\xA7\n"))
+                .ReadString("posi", "nomebanco", ""),
+            "a\xC3\x83\xC2\xA7");
 }
 
 // Odd bytes and line ends, read as the Windows profile functions read them.
@@ -204,21 +195,6 @@ TEST(IniFile, ReadsOddLinesAsWindowsDoes) {
     const IniFile ini(dir.Write("odd.ini", c.bytes));
     EXPECT_EQ(ini.ReadString(c.section, c.key, "d"), c.expected) << testing::PrintToString(c.bytes);
   }
-
-  // A write after a lone CR keeps the line it ends.
-  const std::string path = dir.Write("cr.ini", "[posi]\r\nVersao=1\r");
-  IniFile(path).WriteString("posi", "usuario", "u");
-  EXPECT_EQ(IniFile(path).ReadString("posi", "Versao", ""), "1");
-  EXPECT_EQ(IniFile(path).ReadString("posi", "usuario", ""), "u");
-
-  // In a file whose breaks are lone CRs, a new line before an empty LF line
-  // keeps that line, and the same write again changes no byte.
-  const std::string mixed = dir.Write("mixed.ini", "[posi]\rnomebanco=erp\n\n");
-  IniFile(mixed).WriteString("posi", "Versao", "1");
-  const std::string once = dir.Read("mixed.ini");
-  EXPECT_EQ(once, "[posi]\rnomebanco=erp\nVersao=1\r\n\n");
-  IniFile(mixed).WriteString("posi", "Versao", "1");
-  EXPECT_EQ(dir.Read("mixed.ini"), once);
 }
 
 // Whatever the file holds, what the reader gives back is valid UTF-8.
@@ -229,10 +205,6 @@ TEST(IniFile, ReturnsValidUtf8FromInvalidBytes) {
   const IniFile ini(path);
   EXPECT_EQ(ini.ReadString("posi", "nomebanco", ""), "Opera\xEF\xBF\xBD\xEF\xBF\xBDo");
   EXPECT_TRUE(IsValidUtf8(ini.ReadString("posi", "senha", "")));
-  // Writing another key keeps those bytes as they were.
-  IniFile(path).WriteString("posi", "Versao", "1");
-  EXPECT_EQ(dir.Read("bom.ini"),
-            "\xEF\xBB\xBF[posi]\r\nnomebanco=Opera\xE7\xE3o\r\nsenha=\xE2\x82\r\nVersao=1\r\n");
 
   // A lone surrogate in UTF-16 is one unreadable character, not an unreadable file.
   const std::string wide =

@@ -62,9 +62,9 @@ class OddIniFiles {
   // A value to write that the file's encoding can hold.
   std::string Value(Encoding encoding) {
     while (true) {
-      const std::string value = Any<std::string_view>(
-          {"25285014", "\xC3\x83\xE2\x80\x9D" /* Ã” */, "a\xC3\xA7\xC3\xA3o", "  espa\xC3\xA7os  ",
-           "\"q\"", "\xE2\x82\xAC" /* € */, "\xE4\xB8\xAD" /* 中 */, "", "x=y"});
+      const std::string value = Text({"25285014", "\xC3\x83\xE2\x80\x9D" /* Ã” */,
+                                      "a\xC3\xA7\xC3\xA3o", "  espa\xC3\xA7os  ", "\"q\"",
+                                      "\xE2\x82\xAC" /* € */, "\xE4\xB8\xAD" /* 中 */, "", "x=y"});
       if (Holds(encoding, value)) return value;
     }
   }
