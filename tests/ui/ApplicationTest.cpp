@@ -184,18 +184,5 @@ TYPED_TEST(ApplicationTest, ClosedWaitFormSaysSoUntilShownAgain) {
   EXPECT_EQ(app.FindComponent("fEsperaAtualizacao"), nullptr);
 }
 
-#if !defined(ROTALIS_TEST_DESKTOP_BACKEND)
-// The end of the input is the user closing the console's main form.
-TEST(ConsoleApplication, MainFormStaysOpenUntilTheInputEnds) {
-  ConsoleBackend backend;
-  const auto app = backend.Create();
-  app->SetMainForm(&app->CreateForm({"FprinciRotalis", "Rotalis", "Hello", 0, 0}));
-  app->Run();
-  EXPECT_EQ(backend.Output(), "Rotalis is open\nHello\nRotalis closed\n");
-  EXPECT_TRUE(app->Terminated());
-  EXPECT_EQ(backend.Unread(), "");
-}
-#endif
-
 }  // namespace
 }  // namespace rotalis::ui

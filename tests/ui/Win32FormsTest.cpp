@@ -105,23 +105,19 @@ TEST_F(Win32Fixture, WaitFormIsAWindowTheUserCanCloseAndSaysSo) {
   EXPECT_FALSE(app->Terminated()) << "not the main form";
 }
 
-TEST_F(Win32Fixture, MainFormShowsItsCaptionAndTextInUtf16) {
-  app->CreateForm({"FprinciRotalis", "Rotalis",
-                   "M\xC3\xB3"
-                   "dulo Rotalis carregado.\nInstala\xC3\xA7\xC3\xA3o verificada.",
-                   720, 420});
+TEST_F(Win32Fixture, MainFormShowsItsTextInUtf16UntilTheUserClosesIt) {
+  app->SetMainForm(&app->CreateForm({"FprinciRotalis", "Rotalis",
+                                     "M\xC3\xB3"
+                                     "dulo carregado.\nInstala\xC3\xA7\xC3\xA3o verificada.",
+                                     720, 420}));
   const HWND form = Built(L"Rotalis");
   ASSERT_NE(form, nullptr);
   EXPECT_EQ(TextOfChildren(form, L"Static"),
-            L"RotalisM\u00f3dulo Rotalis carregado.\nInstala\u00e7\u00e3o verificada.");
-}
-
-TEST_F(Win32Fixture, UserClosingTheMainWindowEndsTheLoop) {
-  MainForm();
-  app->Post([] { PostMessageW(FindWindowW(nullptr, L"Rotalis"), WM_CLOSE, 0, 0); });
+            L"RotalisM\u00f3dulo carregado.\nInstala\u00e7\u00e3o verificada.");
+  app->Post([form] { PostMessageW(form, WM_CLOSE, 0, 0); });
   app->Run();
   EXPECT_TRUE(app->Terminated());
-  EXPECT_FALSE(IsWindowVisible(FindWindowW(nullptr, L"Rotalis")));
+  EXPECT_FALSE(IsWindowVisible(form));
 }
 
 TEST_F(Win32Fixture, TaskPostedFromAnotherThreadWakesTheWaitingLoop) {
