@@ -13,7 +13,6 @@
 
 #include "config/IniFile.h"
 #include "platform/Exception.h"
-#include "platform/FileSystem.h"
 #include "platform/TextEncoding.h"
 #include "tests/config/WindowsProfile.h"
 #include "tests/support/TempFolder.h"
@@ -76,11 +75,7 @@ class OddIniFiles {
     return items.begin()[Pick(items.size())];
   }
 
- private:
-  bool Chance(unsigned percent) { return random_() % 100 < percent; }
-
-  std::string Blanks() { return Text({"", "", "", "", " ", "\t", "  ", "\v", "\f", "\x1A"}); }
-
+  // Names that differ from each other only in case, also beyond ASCII.
   std::string Section() {
     return Text({"posi", "POSI", "Posi", "outra", "se\xC3\xA7\xC3\xA3o", "SE\xC3\x87\xC3\x83O",
                  "\xC3\x84rger"});
@@ -91,6 +86,11 @@ class OddIniFiles {
                  "a\xC3\xA7\xC3\xA3o", "A\xC3\x87\xC3\x83O", "\xC5\x92uvre", "semigual", ";c",
                  "\xE4\xB8\xAD"});
   }
+
+ private:
+  bool Chance(unsigned percent) { return random_() % 100 < percent; }
+
+  std::string Blanks() { return Text({"", "", "", "", " ", "\t", "  ", "\v", "\f", "\x1A"}); }
 
   std::string Value() {
     return Text({"", "erp_loja", "127.0.0.1", "\"admin\"", "'s3nha'", "\"um'", "a \"b\" c", "\"\"",
@@ -174,78 +174,71 @@ class OddIniFiles {
 };
 
 // Escaped bytes, so that a failure shows what the file holds.
-std::string Hex(const std::string& bytes) { return ::testing::PrintToString(bytes); }
+template <class T>
+std::string Hex(const T& bytes) {
+  return ::testing::PrintToString(bytes);
+}
+
+using Questions = std::vector<std::pair<std::string, std::string>>;
+
+// Our answers and Windows' to the questions, on the file at `path`.
+std::pair<std::vector<std::string>, std::vector<std::string>> Answers(const std::string& path,
+                                                                      const Questions& questions) {
+  const IniFile ini(path);
+  std::vector<std::string> ours, windows;
+  for (const auto& [section, key] : questions) {
+    ours.push_back(ini.ReadString(section, key, "padr\xC3\xA3o"));
+    windows.push_back(test::WindowsProfileString(path, section, key, "padr\xC3\xA3o"));
+  }
+  return {ours, windows};
+}
 
 TEST(IniParity, OddFilesReadAndWriteAsWindows) {
   constexpr int kFiles = 2000;
-  const std::vector<std::string> sections = {"posi", "outra", "se\xC3\xA7\xC3\xA3o",
-                                             "\xC3\xA4rger"};
-  const std::vector<std::string> keys = {
-      "nomebanco",   "servidor", "usuario",      "senha", "portabanco",
-      "Versao",      "semigual", "\xC5\x93uvre", ";c",    "a\xC3\xA7\xC3\xA3o",
-      "\xE4\xB8\xAD"};
   test::TempFolder dir;
   OddIniFiles corpus(20251125);
   int mismatches = 0;
-  const auto report = [&](const std::string& what, const std::string& bytes) {
-    if (++mismatches <= 20) ADD_FAILURE() << what << "\nfile: " << Hex(bytes);
+  const auto expectSame = [&](const auto& ours, const auto& windows, const std::string& what,
+                              const std::string& bytes) {
+    if (ours != windows && ++mismatches <= 20)
+      ADD_FAILURE() << what << "\nours:    " << Hex(ours) << "\nWindows: " << Hex(windows)
+                    << "\nfile: " << Hex(bytes);
   };
-  // The questions of the file at `path`, answered by the reader and by
-  // Windows, against `expected` (Windows' answers on another file) when given.
-  using Questions = std::vector<std::pair<std::string, std::string>>;
-  const auto compare = [&](const std::string& path, const std::string& bytes, const char* stage,
-                           const Questions& questions, const std::vector<std::string>* expected,
-                           std::vector<std::string>* answers) {
-    const IniFile ini(path);
-    for (std::size_t n = 0; n < questions.size(); ++n) {
-      const auto& [section, key] = questions[n];
-      const std::string ours = ini.ReadString(section, key, "padr\xC3\xA3o");
-      const std::string windows = test::WindowsProfileString(path, section, key, "padr\xC3\xA3o");
-      const std::string trace = std::string(stage) + " [" + section + "] " + key + ": ours " +
-                                Hex(ours) + ", Windows " + Hex(windows);
-      if (ours != windows) report(trace, bytes);
-      if (!IsValidUtf8(ours)) report(trace + " (invalid UTF-8)", bytes);
-      if (expected && (*expected)[n] != windows)
-        report(trace + ", Windows on its own write " + Hex((*expected)[n]), bytes);
-      if (answers) answers->push_back(windows);
-    }
-  };
-
   for (int i = 0; i < kFiles; ++i) {
     const auto encoding = corpus.NextEncoding();
     const std::string bytes = corpus.File(encoding);
     const std::string name = "f" + std::to_string(i);
     // Windows reads a file again at every question: a few of them per file.
     Questions questions;
-    for (int q = 0; q < 6; ++q)
-      questions.emplace_back(sections[corpus.Pick(sections.size())],
-                             keys[corpus.Pick(keys.size())]);
-    compare(dir.Write(name + ".ini", bytes), bytes, "read", questions, nullptr, nullptr);
+    for (int q = 0; q < 6; ++q) questions.emplace_back(corpus.Section(), corpus.Key());
+    const auto [ours, windows] = Answers(dir.Write(name + ".ini", bytes), questions);
+    expectSame(ours, windows, "read " + Hex(questions), bytes);
 
-    // The same write through both writers, then every question again.
-    const std::string section = sections[corpus.Pick(2)];
-    std::string key = keys[corpus.Pick(keys.size())];
-    while (!corpus.Holds(encoding, key)) key = keys[corpus.Pick(keys.size())];
+    // The same write through both writers, then every question again: each
+    // reader gives on our file what Windows gives on its own.
+    const std::string section = corpus.Section();
+    std::string key = corpus.Key();
+    while (!corpus.Holds(encoding, key)) key = corpus.Key();
     const std::string value = corpus.Value(encoding);
+    const std::string write = "[" + section + "] " + key + "=" + Hex(value) + " ";
     const std::string byWindows = dir.Write(name + "-w.ini", bytes);
     const std::string byUs = dir.Write(name + "-r.ini", bytes);
     if (!test::WindowsWriteProfileString(byWindows, section, key, value)) {
-      report("Windows refused to write [" + section + "] " + key, bytes);
+      ADD_FAILURE() << write << "refused by Windows\nfile: " << Hex(bytes);
       continue;
     }
     try {
       IniFile(byUs).WriteString(section, key, value);
     } catch (const Exception& error) {
-      report(std::string("the writer refused: ") + error.what(), bytes);
+      ADD_FAILURE() << write << "refused by us: " << error.what() << "\nfile: " << Hex(bytes);
       continue;
     }
     questions.emplace_back(section, key);
-    std::vector<std::string> windowsAnswers;
-    compare(byWindows, platform::ReadFileBytes(byWindows), "Windows' write", questions, nullptr,
-            &windowsAnswers);
-    compare(byUs, platform::ReadFileBytes(byUs),
-            ("our write of [" + section + "] " + key + "=" + Hex(value)).c_str(), questions,
-            &windowsAnswers, nullptr);
+    const auto [oursOnTheirs, theirs] = Answers(byWindows, questions);
+    const auto [oursOnOurs, windowsOnOurs] = Answers(byUs, questions);
+    expectSame(oursOnTheirs, theirs, write + "by Windows " + Hex(questions), bytes);
+    expectSame(oursOnOurs, theirs, write + "by us " + Hex(questions), bytes);
+    expectSame(windowsOnOurs, theirs, write + "by us, read by Windows " + Hex(questions), bytes);
   }
   EXPECT_EQ(mismatches, 0);
 }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <utility>
 
 #include "platform/Exception.h"
 #include "platform/FileSystem.h"
@@ -17,30 +18,26 @@
 namespace rotalis::platform {
 namespace {
 
+// Each name asked for, and where it is found on a case-sensitive system; a
+// Windows file system ignores case itself, and the names are joined as given.
 TEST(ResolveIgnoringCase, MatchesEachElementAndKeepsMissingSpelling) {
   test::TempFolder app;
   app.Write("Atualizadores_Versao/SETUP_1.exe", "");
+  for (const auto& [asked, found] :
+       {std::pair{"atualizadores_versao/setup_1.exe", "Atualizadores_Versao/SETUP_1.exe"},
+        std::pair{"atualizadores_versao/novo.exe", "Atualizadores_Versao/novo.exe"},
+        std::pair{"Modulos/mrotalis.bpl", "Modulos/mrotalis.bpl"}}) {
 #if defined(_WIN32)
-  // The file system ignores case itself: the names are joined as given.
-  EXPECT_EQ(ResolveIgnoringCase(app.Path(), "atualizadores_versao/setup_1.exe"),
-            JoinPath(app.Path(), "atualizadores_versao/setup_1.exe"));
-  EXPECT_EQ(ResolveIgnoringCase(app.Path(), "atualizadores_versao/novo.exe"),
-            JoinPath(app.Path(), "atualizadores_versao/novo.exe"));
-  EXPECT_EQ(ResolveIgnoringCase(app.Path(), "Modulos/mrotalis.bpl"),
-            JoinPath(app.Path(), "Modulos/mrotalis.bpl"));
+    EXPECT_EQ(ResolveIgnoringCase(app.Path(), asked), JoinPath(app.Path(), asked));
 #else
-  EXPECT_EQ(ResolveIgnoringCase(app.Path(), "atualizadores_versao/setup_1.exe"),
-            app / "Atualizadores_Versao/SETUP_1.exe");
-  EXPECT_EQ(ResolveIgnoringCase(app.Path(), "atualizadores_versao/novo.exe"),
-            app / "Atualizadores_Versao/novo.exe");
-  EXPECT_EQ(ResolveIgnoringCase(app.Path(), "Modulos/mrotalis.bpl"), app / "Modulos/mrotalis.bpl");
+    EXPECT_EQ(ResolveIgnoringCase(app.Path(), asked), app / found);
 #endif
+  }
 }
 
 TEST(FileSystem, WritesWholeFilesAndCreatesFolders) {
   test::TempFolder dir;
   CreateDirectories(dir / "a/b/c");
-  EXPECT_TRUE(DirectoryExists(dir / "a/b/c"));
   WriteFileBytes(dir / "a/b/c/f", std::string("x\0y", 3));
   EXPECT_EQ(ReadFileBytes(dir / "a/b/c/f"), std::string("x\0y", 3));
   EXPECT_THROW(CreateDirectories(dir / "a/b/c/f/under-a-file"), Exception);
