@@ -23,9 +23,7 @@ TEST(ConfigFile, EditionFileWinsOverMorvane) {
   app.Write("kelvaerp.exe", "");  // the edition executable, in another case
   app.Write("KELVAERP.INI", "[posi]\r\nnomebanco=kelva_db\r\n");
   app.Write("morvane.ini", "[posi]\r\nnomebanco=morvane_db\r\n");
-  const std::string file = ResolveConfigFile(app.Path());
-  EXPECT_EQ(file, OnThisSystem(app, "kelvaERP.ini", "KELVAERP.INI"));
-  EXPECT_EQ(ReadDatabaseSettings(file).database, "kelva_db");
+  EXPECT_EQ(ResolveConfigFile(app.Path()), OnThisSystem(app, "kelvaERP.ini", "KELVAERP.INI"));
   // The version is written to the same file, whatever the spelling on disk.
   EXPECT_EQ(VersionConfigFile(app.Path(), "kelva"),
             OnThisSystem(app, "kelvaerp.ini", "KELVAERP.INI"));
@@ -37,9 +35,7 @@ TEST(ConfigFile, AnEditionWithoutItsFileReadsMorvane) {
   test::TempFolder app;
   app.Write("KelvaERP.exe", "");
   app.Write("morvane.ini", "[posi]\r\nnomebanco=morvane_db\r\n");
-  const std::string file = ResolveConfigFile(app.Path());
-  EXPECT_EQ(file, app / "morvane.ini");
-  EXPECT_EQ(ReadDatabaseSettings(file).database, "morvane_db");
+  EXPECT_EQ(ResolveConfigFile(app.Path()), app / "morvane.ini");
   EXPECT_EQ(VersionConfigFile(app.Path(), "kelva"), platform::JoinPath(app.Path(), "kelvaerp.ini"));
 }
 

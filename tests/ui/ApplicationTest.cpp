@@ -162,7 +162,6 @@ TYPED_TEST(ApplicationTest, ClosedWaitFormSaysSoUntilShownAgain) {
   auto& app = *this->app;
   WaitForm& wait = app.CreateWaitForm(
       {"fEsperaAtualizacao", "Atualiza\xC3\xA7\xC3\xA3o", "Aguardando outro computador.", 0, 0});
-  EXPECT_EQ(app.FindComponent("fEsperaAtualizacao"), &wait);
   wait.Show();
   wait.SetText("Aguardando outro computador.");
   wait.SetText("Aguardando o computador RECEP\xC3\x87\xC3\x83O.");
