@@ -1,106 +1,24 @@
 // The INI reader and writer against Windows' own profile functions, on the
 // same files: every question must get the same answer, byte for byte, before
-// and after a write.
+// and after a write. The hand-written file is asked in tests/config/IniFileTest.cpp.
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <initializer_list>
 #include <random>
-#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "config/IniFile.h"
 #include "platform/Exception.h"
-#include "platform/FileSystem.h"
 #include "platform/TextEncoding.h"
 #include "tests/config/WindowsProfile.h"
 #include "tests/support/TempFolder.h"
 
 namespace rotalis {
 namespace {
-
-struct Question {
-  const char* section;
-  const char* key;
-};
-
-// Missing versus empty, quotes of both kinds (matched, unmatched, inner),
-// blanks and tabs around names and values, case, comments, lines without
-// "=", repeated keys and a repeated section.
-constexpr const char* kIni =
-    "; comentário\r\n"
-    "[posi]\r\n"
-    "  NomeBanco =  erp_loja  \r\n"
-    "servidor=\r\n"
-    "usuario=\"admin\"\r\n"
-    "senha='s3nha'\r\n"
-    "aspas=\"um'\r\n"
-    "dentro=a \"b\" c\r\n"
-    "sozinha=\"\r\n"
-    "vazias=\"\"\r\n"
-    "\ttab\t=\tvalor\t\r\n"
-    ";portabanco=3307\r\n"
-    "semigual\r\n"
-    "servidor=segunda\r\n"
-    "igual==x\r\n"
-    "[ Outra Secao ]\r\n"
-    "chave = v1\r\n"
-    "[posi]\r\n"
-    "portabanco=9999\r\n"
-    "nomebanco=repetida\r\n"
-    "[vazia]\r\n";
-
-const std::vector<Question> kQuestions = {
-    {"posi", "nomebanco"},    {"POSI", "NOMEBANCO"},      {"posi", "servidor"},
-    {"posi", "usuario"},      {"posi", "senha"},          {"posi", "aspas"},
-    {"posi", "dentro"},       {"posi", "sozinha"},        {"posi", "vazias"},
-    {"posi", "tab"},          {"posi", "portabanco"},     {"posi", ";portabanco"},
-    {"posi", "semigual"},     {"posi", "igual"},          {"posi", "falta"},
-    {"outra secao", "chave"}, {" Outra Secao ", "chave"}, {"vazia", "x"},
-    {"nenhuma", "x"},
-};
-
-void ExpectSameAnswers(const std::string& path) {
-  const IniFile ini(path);
-  for (const Question& q : kQuestions) {
-    SCOPED_TRACE(std::string("[") + q.section + "] " + q.key);
-    EXPECT_EQ(ini.ReadString(q.section, q.key, "padrão"),
-              test::WindowsProfileString(path, q.section, q.key, "padrão"));
-  }
-}
-
-TEST(IniParity, AnsiFileAnswersAsWindows) {
-  test::TempFolder dir;
-  ExpectSameAnswers(dir.Write("ansi.ini", *Utf8ToWindows1252(kIni)));
-}
-
-TEST(IniParity, Utf16FileAnswersAsWindows) {
-  test::TempFolder dir;
-  ExpectSameAnswers(dir.Write("utf16.ini", "\xFF\xFE" + *Utf8ToUtf16Le(kIni)));
-}
-
-TEST(IniParity, UnixLineBreaksAnswerAsWindows) {
-  std::string text = kIni;
-  for (std::size_t at = text.find("\r\n"); at != std::string::npos; at = text.find("\r\n", at))
-    text.erase(at, 1);
-  test::TempFolder dir;
-  ExpectSameAnswers(dir.Write("lf.ini", *Utf8ToWindows1252(text)));
-}
-
-TEST(IniParity, MissingFileAnswersAsWindows) {
-  test::TempFolder dir;
-  ExpectSameAnswers(dir / "ausente.ini");
-}
-
-TEST(IniParity, AccentedUtf16ValueAnswersAsWindows) {
-  test::TempFolder dir;
-  const std::string path =
-      dir.Write("acentos.ini", "\xFF\xFE" + *Utf8ToUtf16Le("[posi]\r\nnomebanco=ação €\r\n"));
-  EXPECT_EQ(IniFile(path).ReadString("posi", "nomebanco", "d"),
-            test::WindowsProfileString(path, "posi", "nomebanco", "d"));
-}
 
 // A corpus of odd files, made the same on every run: each encoding Windows
 // tells apart (none, so ANSI; UTF-8, UTF-16LE and UTF-16BE by BOM), line ends
@@ -114,11 +32,9 @@ class OddIniFiles {
   explicit OddIniFiles(std::uint32_t seed) : random_(seed) {}
 
   Encoding NextEncoding() {
-    static constexpr Encoding kEncodings[] = {
-        Encoding::Ansi,    Encoding::Ansi,           Encoding::Ansi,    Encoding::Ansi,
-        Encoding::Utf8Bom, Encoding::Utf8Bom,        Encoding::Utf16Le, Encoding::Utf16Le,
-        Encoding::Utf16Be, Encoding::Utf16WithoutBom};
-    return kEncodings[Pick(std::size(kEncodings))];
+    using enum Encoding;
+    return Any(
+        {Ansi, Ansi, Ansi, Ansi, Utf8Bom, Utf8Bom, Utf16Le, Utf16Le, Utf16Be, Utf16WithoutBom});
   }
 
   std::string File(Encoding encoding) {
@@ -144,66 +60,46 @@ class OddIniFiles {
 
   // A value to write that the file's encoding can hold.
   std::string Value(Encoding encoding) {
-    static constexpr const char* kValues[] = {
-        "25285014", "\xC3\x83\xE2\x80\x9D" /* Ã” */, "a\xC3\xA7\xC3\xA3o",    "  espa\xC3\xA7os  ",
-        "\"q\"",    "\xE2\x82\xAC" /* € */,          "\xE4\xB8\xAD" /* 中 */, "",
-        "x=y"};
     while (true) {
-      const std::string value = kValues[Pick(std::size(kValues))];
+      const std::string value = Text({"25285014", "\xC3\x83\xE2\x80\x9D" /* Ã” */,
+                                      "a\xC3\xA7\xC3\xA3o", "  espa\xC3\xA7os  ", "\"q\"",
+                                      "\xE2\x82\xAC" /* € */, "\xE4\xB8\xAD" /* 中 */, "", "x=y"});
       if (Holds(encoding, value)) return value;
     }
   }
 
   std::size_t Pick(std::size_t count) { return random_() % count; }
 
- private:
-  bool Chance(unsigned percent) { return random_() % 100 < percent; }
-
-  std::string Blanks() {
-    static constexpr const char* kBlanks[] = {"", "", "", "", " ", "\t", "  ", "\v", "\f", "\x1A"};
-    return kBlanks[Pick(std::size(kBlanks))];
+  template <class T>
+  T Any(std::initializer_list<T> items) {
+    return items.begin()[Pick(items.size())];
   }
 
+  // Names that differ from each other only in case, also beyond ASCII.
   std::string Section() {
-    static constexpr const char* kSections[] = {
-        "posi",        "POSI", "Posi", "outra", "se\xC3\xA7\xC3\xA3o", "SE\xC3\x87\xC3\x83O",
-        "\xC3\x84rger"};
-    return kSections[Pick(std::size(kSections))];
+    return Text({"posi", "POSI", "Posi", "outra", "se\xC3\xA7\xC3\xA3o", "SE\xC3\x87\xC3\x83O",
+                 "\xC3\x84rger"});
   }
 
   std::string Key() {
-    static constexpr const char* kKeys[] = {"nomebanco",
-                                            "SERVIDOR",
-                                            "usuario",
-                                            "Senha",
-                                            "portabanco",
-                                            "versao",
-                                            "a\xC3\xA7\xC3\xA3o",
-                                            "A\xC3\x87\xC3\x83O",
-                                            "\xC5\x92uvre",
-                                            "semigual",
-                                            ";c",
-                                            "\xE4\xB8\xAD"};
-    return kKeys[Pick(std::size(kKeys))];
+    return Text({"nomebanco", "SERVIDOR", "usuario", "Senha", "portabanco", "versao",
+                 "a\xC3\xA7\xC3\xA3o", "A\xC3\x87\xC3\x83O", "\xC5\x92uvre", "semigual", ";c",
+                 "\xE4\xB8\xAD"});
   }
 
+ private:
+  bool Chance(unsigned percent) { return random_() % 100 < percent; }
+
+  std::string Blanks() { return Text({"", "", "", "", " ", "\t", "  ", "\v", "\f", "\x1A"}); }
+
   std::string Value() {
-    static constexpr const char* kValues[] = {"",
-                                              "erp_loja",
-                                              "127.0.0.1",
-                                              "\"admin\"",
-                                              "'s3nha'",
-                                              "\"um'",
-                                              "a \"b\" c",
-                                              "\"\"",
-                                              "'",
-                                              "x=y",
-                                              "Opera\xC3\xA7\xC3\xA3o",
-                                              "\xC3\x83\xE2\x80\x9D",
-                                              "\xE2\x82\xAC 5",
-                                              "\xE4\xB8\xAD\xE6\x96\x87",
-                                              "\xF0\x9F\x98\x80"};
-    return kValues[Pick(std::size(kValues))];
+    return Text({"", "erp_loja", "127.0.0.1", "\"admin\"", "'s3nha'", "\"um'", "a \"b\" c", "\"\"",
+                 "'", "x=y", "Opera\xC3\xA7\xC3\xA3o", "\xC3\x83\xE2\x80\x9D", "\xE2\x82\xAC 5",
+                 "\xE4\xB8\xAD\xE6\x96\x87", "\xF0\x9F\x98\x80"});
+  }
+
+  std::string Text(std::initializer_list<std::string_view> items) {
+    return std::string(Any(items));
   }
 
   std::string Line() {
@@ -212,9 +108,8 @@ class OddIniFiles {
         return Blanks();
       case 1:
       case 2: {
-        static constexpr const char* kClosings[] = {"]", "]", "]", "]", "", "]x]", "] ;c"};
         return Blanks() + "[" + Blanks() + Section() + Blanks() +
-               kClosings[Pick(std::size(kClosings))] + Blanks();
+               Text({"]", "]", "]", "]", "", "]x]", "] ;c"}) + Blanks();
       }
       case 8:
         return Blanks() + Key() + Blanks();
@@ -226,9 +121,7 @@ class OddIniFiles {
   }
 
   std::string LineEnd() {
-    static constexpr const char* kEnds[] = {"\r\n", "\r\n", "\r\n", "\n",    "\n",
-                                            "\r",   "\r",   "\n\r", "\r\r\n"};
-    return kEnds[Pick(std::size(kEnds))];
+    return Text({"\r\n", "\r\n", "\r\n", "\n", "\n", "\r", "\r", "\n\r", "\r\r\n"});
   }
 
   static std::string Encode(const std::string& text, Encoding encoding) {
@@ -252,30 +145,18 @@ class OddIniFiles {
 
   // Bytes the encoding does not expect, in whole code units.
   std::string Noise(Encoding encoding) {
-    static constexpr std::string_view kAnsi[] = {
-        std::string_view("\0", 1), "\x81", "\x8D", "\xA0", "\xC3\x94", "\xFF"};
-    static constexpr std::string_view kUtf8[] = {std::string_view("\0", 1),
-                                                 "\xE7\xE3",
-                                                 "\x80",
-                                                 "\xE2\x82",
-                                                 "\xC0\xAF",
-                                                 "\xED\xA0\x80",
-                                                 "\xF5",
-                                                 "\xF0\x9F\x98",
-                                                 "\xC3"};
-    static constexpr std::string_view kUtf16Le[] = {
-        std::string_view("\0\0", 2), std::string_view("\0\xD8", 2), std::string_view("\0\xDC", 2),
-        std::string_view("\xA0\0", 2)};
+    using std::string_view;
     switch (encoding) {
       case Encoding::Ansi:
-        return std::string(kAnsi[Pick(std::size(kAnsi))]);
+        return Text({string_view("\0", 1), "\x81", "\x8D", "\xA0", "\xC3\x94", "\xFF"});
       case Encoding::Utf8Bom:
-        return std::string(kUtf8[Pick(std::size(kUtf8))]);
+        return Text({string_view("\0", 1), "\xE7\xE3", "\x80", "\xE2\x82", "\xC0\xAF",
+                     "\xED\xA0\x80", "\xF5", "\xF0\x9F\x98", "\xC3"});
       case Encoding::Utf16Le:
       case Encoding::Utf16WithoutBom:
-        return std::string(kUtf16Le[Pick(std::size(kUtf16Le))]);
+        return Utf16Noise();
       case Encoding::Utf16Be: {
-        std::string unit(kUtf16Le[Pick(std::size(kUtf16Le))]);
+        std::string unit = Utf16Noise();
         std::swap(unit[0], unit[1]);
         return unit;
       }
@@ -283,91 +164,81 @@ class OddIniFiles {
     return {};
   }
 
+  std::string Utf16Noise() {
+    using std::string_view;
+    return Text({string_view("\0\0", 2), string_view("\0\xD8", 2), string_view("\0\xDC", 2),
+                 string_view("\xA0\0", 2)});
+  }
+
   std::mt19937 random_;
 };
 
-std::string Hex(const std::string& bytes) {
-  std::ostringstream out;
-  for (const unsigned char c : bytes) {
-    if (c >= 0x20 && c < 0x7F && c != '\\')
-      out << c;
-    else
-      out << "\\x"
-          << "0123456789ABCDEF"[c >> 4] << "0123456789ABCDEF"[c & 15];
+// Escaped bytes, so that a failure shows what the file holds.
+template <class T>
+std::string Hex(const T& bytes) {
+  return ::testing::PrintToString(bytes);
+}
+
+using Questions = std::vector<std::pair<std::string, std::string>>;
+
+// Our answers and Windows' to the questions, on the file at `path`.
+std::pair<std::vector<std::string>, std::vector<std::string>> Answers(const std::string& path,
+                                                                      const Questions& questions) {
+  const IniFile ini(path);
+  std::vector<std::string> ours, windows;
+  for (const auto& [section, key] : questions) {
+    ours.push_back(ini.ReadString(section, key, "padr\xC3\xA3o"));
+    windows.push_back(test::WindowsProfileString(path, section, key, "padr\xC3\xA3o"));
   }
-  return out.str();
+  return {ours, windows};
 }
 
 TEST(IniParity, OddFilesReadAndWriteAsWindows) {
   constexpr int kFiles = 2000;
-  const std::vector<std::string> sections = {"posi", "outra", "se\xC3\xA7\xC3\xA3o",
-                                             "\xC3\xA4rger"};
-  const std::vector<std::string> keys = {
-      "nomebanco",   "servidor", "usuario",      "senha", "portabanco",
-      "Versao",      "semigual", "\xC5\x93uvre", ";c",    "a\xC3\xA7\xC3\xA3o",
-      "\xE4\xB8\xAD"};
   test::TempFolder dir;
   OddIniFiles corpus(20251125);
   int mismatches = 0;
-  const auto report = [&](const std::string& what, const std::string& bytes) {
-    if (++mismatches <= 20) ADD_FAILURE() << what << "\nfile: " << Hex(bytes);
+  const auto expectSame = [&](const auto& ours, const auto& windows, const std::string& what,
+                              const std::string& bytes) {
+    if (ours != windows && ++mismatches <= 20)
+      ADD_FAILURE() << what << "\nours:    " << Hex(ours) << "\nWindows: " << Hex(windows)
+                    << "\nfile: " << Hex(bytes);
   };
-  // The questions of the file at `path`, answered by the reader and by
-  // Windows, against `expected` (Windows' answers on another file) when given.
-  using Questions = std::vector<std::pair<std::string, std::string>>;
-  const auto compare = [&](const std::string& path, const std::string& bytes, const char* stage,
-                           const Questions& questions, const std::vector<std::string>* expected,
-                           std::vector<std::string>* answers) {
-    const IniFile ini(path);
-    for (std::size_t n = 0; n < questions.size(); ++n) {
-      const auto& [section, key] = questions[n];
-      const std::string ours = ini.ReadString(section, key, "padr\xC3\xA3o");
-      const std::string windows = test::WindowsProfileString(path, section, key, "padr\xC3\xA3o");
-      const std::string trace = std::string(stage) + " [" + section + "] " + key + ": ours \"" +
-                                Hex(ours) + "\", Windows \"" + Hex(windows) + "\"";
-      if (ours != windows) report(trace, bytes);
-      if (!IsValidUtf8(ours)) report(trace + " (invalid UTF-8)", bytes);
-      if (expected && (*expected)[n] != windows)
-        report(trace + ", Windows on its own write \"" + Hex((*expected)[n]) + "\"", bytes);
-      if (answers) answers->push_back(windows);
-    }
-  };
-
   for (int i = 0; i < kFiles; ++i) {
     const auto encoding = corpus.NextEncoding();
     const std::string bytes = corpus.File(encoding);
     const std::string name = "f" + std::to_string(i);
     // Windows reads a file again at every question: a few of them per file.
     Questions questions;
-    for (int q = 0; q < 6; ++q)
-      questions.emplace_back(sections[corpus.Pick(sections.size())],
-                             keys[corpus.Pick(keys.size())]);
-    compare(dir.Write(name + ".ini", bytes), bytes, "read", questions, nullptr, nullptr);
+    for (int q = 0; q < 6; ++q) questions.emplace_back(corpus.Section(), corpus.Key());
+    const auto [ours, windows] = Answers(dir.Write(name + ".ini", bytes), questions);
+    expectSame(ours, windows, "read " + Hex(questions), bytes);
 
-    // The same write through both writers, then every question again.
-    const std::string section = sections[corpus.Pick(2)];
-    std::string key = keys[corpus.Pick(keys.size())];
-    while (!corpus.Holds(encoding, key)) key = keys[corpus.Pick(keys.size())];
+    // The same write through both writers, then every question again: each
+    // reader gives on our file what Windows gives on its own.
+    const std::string section = corpus.Section();
+    std::string key = corpus.Key();
+    while (!corpus.Holds(encoding, key)) key = corpus.Key();
     const std::string value = corpus.Value(encoding);
+    const std::string write = "[" + section + "] " + key + "=" + Hex(value) + " ";
     const std::string byWindows = dir.Write(name + "-w.ini", bytes);
     const std::string byUs = dir.Write(name + "-r.ini", bytes);
     if (!test::WindowsWriteProfileString(byWindows, section, key, value)) {
-      report("Windows refused to write [" + section + "] " + key, bytes);
+      ADD_FAILURE() << write << "refused by Windows\nfile: " << Hex(bytes);
       continue;
     }
     try {
       IniFile(byUs).WriteString(section, key, value);
     } catch (const Exception& error) {
-      report(std::string("the writer refused: ") + error.what(), bytes);
+      ADD_FAILURE() << write << "refused by us: " << error.what() << "\nfile: " << Hex(bytes);
       continue;
     }
     questions.emplace_back(section, key);
-    std::vector<std::string> windowsAnswers;
-    compare(byWindows, platform::ReadFileBytes(byWindows), "Windows' write", questions, nullptr,
-            &windowsAnswers);
-    compare(byUs, platform::ReadFileBytes(byUs),
-            ("our write of [" + section + "] " + key + "=" + Hex(value)).c_str(), questions,
-            &windowsAnswers, nullptr);
+    const auto [oursOnTheirs, theirs] = Answers(byWindows, questions);
+    const auto [oursOnOurs, windowsOnOurs] = Answers(byUs, questions);
+    expectSame(oursOnTheirs, theirs, write + "by Windows " + Hex(questions), bytes);
+    expectSame(oursOnOurs, theirs, write + "by us " + Hex(questions), bytes);
+    expectSame(windowsOnOurs, theirs, write + "by us, read by Windows " + Hex(questions), bytes);
   }
   EXPECT_EQ(mismatches, 0);
 }

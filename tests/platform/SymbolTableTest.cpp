@@ -3,6 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <sstream>
+#include <string>
+#include <utility>
+
 #include "platform/Exception.h"
 #include "platform/SymbolTable.h"
 
@@ -24,30 +29,25 @@ constexpr const char* kTable =
     "L 1108 0 31\n"
     "L 1200 - -\n";
 
-TEST(SymbolTableTest, NamesFunctionLineAndTheLineTheFunctionStartsOn) {
+// Function, its start, file, line and the line the function starts on. The
+// second function starts in a header: its start says nothing of where it lies
+// in its own file.
+TEST(SymbolTableTest, NamesWhatTheTableKnowsOfEachAddress) {
   const SymbolTable table = SymbolTable::Parse(kTable);
-  const SymbolPlace inFirst = table.Lookup(0x1014);
-  EXPECT_EQ(inFirst.function, "_Z5firstv");
-  EXPECT_EQ(inFirst.functionStart, 0x1000u);
-  EXPECT_EQ(inFirst.sourceFile, "/src/app.cpp");
-  EXPECT_EQ(inFirst.line, 12);
-  EXPECT_EQ(inFirst.functionLine, 10);
-  // The second function starts in a header: its start says nothing of where
-  // it lies in its own file.
-  const SymbolPlace inSecond = table.Lookup(0x1150);
-  EXPECT_EQ(inSecond.function, "_Z6secondv");
-  EXPECT_EQ(inSecond.line, 31);
-  EXPECT_EQ(inSecond.functionLine, 0);
-}
-
-TEST(SymbolTableTest, KnowsNothingWhereTheTableSaysSo) {
-  const SymbolTable table = SymbolTable::Parse(kTable);
-  EXPECT_EQ(table.Lookup(0xfff).function, "");
-  const SymbolPlace noLine = table.Lookup(0x1250);
-  EXPECT_EQ(noLine.function, "_Z6secondv");
-  EXPECT_EQ(noLine.sourceFile, "");
-  EXPECT_EQ(noLine.line, 0);
-  EXPECT_EQ(table.Lookup(0x1300).function, "");
+  const std::pair<std::uint64_t, std::string> rows[] = {
+      {0x1014, "_Z5firstv@1000 /src/app.cpp:12 from 10"},
+      {0x1150, "_Z6secondv@1100 /src/app.cpp:31 from 0"},
+      {0xfff, "@0 :0 from 0"},
+      {0x1250, "_Z6secondv@1100 :0 from 0"},
+      {0x1300, "@0 :0 from 0"},
+  };
+  for (const auto& [address, expected] : rows) {
+    const SymbolPlace place = table.Lookup(address);
+    std::ostringstream shown;
+    shown << place.function << '@' << std::hex << place.functionStart << std::dec << ' '
+          << place.sourceFile << ':' << place.line << " from " << place.functionLine;
+    EXPECT_EQ(shown.str(), expected) << std::hex << address;
+  }
 }
 
 TEST(SymbolTableTest, RefusesWhatIsNoTable) {

@@ -8,8 +8,7 @@
 #include <windows.h>
 
 #include <cstdint>
-#include <functional>
-#include <thread>
+#include <utility>
 
 #include "crash/CrashReporter.h"
 #include "platform/Environment.h"
@@ -20,11 +19,12 @@
 namespace rotalis::ui {
 namespace {
 
+using test::AsUser;
 using test::ChildrenOf;
 using test::Click;
 using test::PressKey;
 using test::StyleOf;
-using test::WaitForVisibleWindow;
+using test::TextOfChildren;
 using test::WindowText;
 
 constexpr const wchar_t* kDialogClass = L"#32770";
@@ -34,116 +34,87 @@ struct Win32CrashUiFixture : ::testing::Test {
     if (platform::GetEnvironment("DISPLAY").value_or("").empty()) GTEST_SKIP() << "no display";
     ui = CreateCrashUi(BackendKind::Desktop);
   }
-
-  // `user` runs on a thread of its own while this one waits in `modal`.
-  template <class Modal>
-  auto WithUser(std::function<void()> user, Modal modal) {
-    std::thread other(std::move(user));
-    struct Join {
-      std::thread& thread;
-      ~Join() { thread.join(); }
-    } join{other};
-    return modal();
-  }
-
-  static CrashDialogSpec Spec(bool canContinue) {
-    return crash::CrashDialogSpecFor(crash::TCrashSettings{}, "rotalis",
-                                     "rotalis::Exception: JSON inv\xC3\xA1lido", canContinue);
-  }
-
   std::unique_ptr<CrashUi> ui;
 };
 
-struct ButtonState {
-  std::wstring text;
-  bool enabled = false;
-  bool defaultStyle = false;
-  int id = 0;
-};
-
-std::vector<ButtonState> ButtonsOf(HWND dialog) {
-  std::vector<ButtonState> buttons;
+// The buttons as shown, in order: "-" marks a disabled one, "*" the one drawn
+// as the default; then the one Enter presses.
+std::wstring ButtonsOf(HWND dialog) {
+  std::wstring shown;
   for (const HWND button : ChildrenOf(dialog, L"Button")) {
-    buttons.push_back({WindowText(button), IsWindowEnabled(button) != FALSE,
-                       (StyleOf(button) & BS_TYPEMASK) == BS_DEFPUSHBUTTON, GetDlgCtrlID(button)});
+    if (!shown.empty()) shown += L", ";
+    if (!IsWindowEnabled(button)) shown += L"-";
+    if ((StyleOf(button) & BS_TYPEMASK) == BS_DEFPUSHBUTTON) shown += L"*";
+    shown += WindowText(button);
   }
-  return buttons;
+  const int enter = LOWORD(SendMessageW(dialog, DM_GETDEFID, 0, 0));
+  return shown + L"; Enter: " + WindowText(GetDlgItem(dialog, enter));
 }
 
-TEST_F(Win32CrashUiFixture, CrashDialogShowsTheSettingsButtonsInOrderAndEnterPressesTheDefault) {
-  std::vector<ButtonState> buttons;
-  std::wstring message;
-  int defaultId = -1;
-  const CrashDialogSpec spec = Spec(true);
-  const CrashDialogButton chosen = WithUser(
-      [&] {
-        const HWND dialog = WaitForVisibleWindow(kDialogClass, L"rotalis");
-        if (dialog == nullptr) return;
-        buttons = ButtonsOf(dialog);
-        for (const HWND label : ChildrenOf(dialog, L"Static")) message += WindowText(label);
-        defaultId = LOWORD(SendMessageW(dialog, DM_GETDEFID, 0, 0));
-        PressKey(dialog, VK_RETURN);
-      },
-      [&] { return ui->ShowCrashDialog(spec); });
-
-  ASSERT_EQ(buttons.size(), 4u);
-  const wchar_t* texts[] = {L"show bug report", L"continue application", L"restart application",
-                            L"close application"};
-  for (std::size_t i = 0; i < 4; ++i) {
-    EXPECT_EQ(buttons[i].text, texts[i]);
-    EXPECT_TRUE(buttons[i].enabled) << i;
-    EXPECT_EQ(buttons[i].defaultStyle, i == 3) << i;
-  }
-  EXPECT_EQ(defaultId, buttons[3].id);
-  EXPECT_EQ(message, L"An error occurred in the application.");
-  EXPECT_EQ(chosen, CrashDialogButton::CloseApplication);
-}
-
-TEST_F(Win32CrashUiFixture, HiddenButtonsAreAbsentAndContinueIsDisabledAfterAFatalError) {
-  CrashDialogSpec spec = Spec(false);
-  spec.buttons.erase(spec.buttons.begin());  // "show bug report" hidden
-  std::vector<ButtonState> buttons;
-  const CrashDialogButton chosen = WithUser(
-      [&] {
-        const HWND dialog = WaitForVisibleWindow(kDialogClass, L"rotalis");
-        if (dialog == nullptr) return;
-        buttons = ButtonsOf(dialog);
-        const auto pushes = ChildrenOf(dialog, L"Button");
-        Click(pushes[0]);  // disabled: nothing happens
-        Click(pushes[1]);
-      },
-      [&] { return ui->ShowCrashDialog(spec); });
-  ASSERT_EQ(buttons.size(), 3u);
-  EXPECT_EQ(buttons[0].text, L"continue application");
-  EXPECT_FALSE(buttons[0].enabled);
-  EXPECT_TRUE(buttons[1].enabled);
-  EXPECT_EQ(chosen, CrashDialogButton::RestartApplication);
-}
-
-TEST_F(Win32CrashUiFixture, EscapeAndTheCloseBoxAnswerWithTheDefaultButton) {
-  CrashDialogSpec spec = Spec(true);
-  spec.focused = CrashDialogButton::RestartApplication;
-  const auto answer = [&](std::function<void(HWND)> leave) {
-    return WithUser(
-        [&] {
-          if (const HWND dialog = WaitForVisibleWindow(kDialogClass, L"rotalis")) leave(dialog);
+// What each crash dialog shows and which answer the user's way out of it
+// gives: Enter presses the default button, a disabled button does nothing,
+// Esc answers with the focused one (the close box reaches the dialog as the
+// same cancel command).
+TEST_F(Win32CrashUiFixture, CrashDialogShowsItsButtonsAndAnswersAsTheUserLeavesIt) {
+  struct Row {
+    const char* what;
+    bool canContinue;
+    bool withReportButton;
+    CrashDialogButton focused;
+    void (*leave)(HWND dialog);
+    std::wstring buttons;
+    CrashDialogButton chosen;
+  };
+  const Row rows[] = {
+      {"Enter", true, true, CrashDialogButton::CloseApplication,
+       [](HWND dialog) { PressKey(dialog, VK_RETURN); },
+       L"show bug report, continue application, restart application, *close application; "
+       L"Enter: close application",
+       CrashDialogButton::CloseApplication},
+      {"clicks after a fatal error", false, false, CrashDialogButton::CloseApplication,
+       [](HWND dialog) {
+         const auto pushes = ChildrenOf(dialog, L"Button");
+         Click(pushes[0]);
+         Click(pushes[1]);
+       },
+       L"-continue application, restart application, *close application; "
+       L"Enter: close application",
+       CrashDialogButton::RestartApplication},
+      {"Esc", true, true, CrashDialogButton::RestartApplication,
+       [](HWND dialog) { PressKey(dialog, VK_ESCAPE); },
+       L"show bug report, continue application, *restart application, close application; "
+       L"Enter: restart application",
+       CrashDialogButton::RestartApplication},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.what);
+    CrashDialogSpec spec =
+        crash::CrashDialogSpecFor(crash::TCrashSettings{}, "rotalis",
+                                  "rotalis::Exception: JSON inv\xC3\xA1lido", row.canContinue);
+    if (!row.withReportButton) spec.buttons.erase(spec.buttons.begin());
+    spec.focused = row.focused;
+    std::wstring buttons, message;
+    const CrashDialogButton chosen = AsUser(
+        kDialogClass, L"rotalis",
+        [&](HWND dialog) {
+          buttons = ButtonsOf(dialog);
+          message = TextOfChildren(dialog, L"Static");
+          row.leave(dialog);
         },
         [&] { return ui->ShowCrashDialog(spec); });
-  };
-  EXPECT_EQ(answer([](HWND dialog) { PressKey(dialog, VK_ESCAPE); }),
-            CrashDialogButton::RestartApplication);
-  EXPECT_EQ(answer([](HWND dialog) { PostMessageW(dialog, WM_CLOSE, 0, 0); }),
-            CrashDialogButton::RestartApplication);
+    EXPECT_EQ(buttons, row.buttons);
+    EXPECT_EQ(message, L"An error occurred in the application.");
+    EXPECT_EQ(chosen, row.chosen);
+  }
 }
 
 TEST_F(Win32CrashUiFixture, ReportIsShownReadOnlyInAFixedPitchFontWithScrollBars) {
   std::wstring text;
   LONG style = 0;
   bool fixedPitch = false;
-  WithUser(
-      [&] {
-        const HWND viewer = WaitForVisibleWindow(kDialogClass, L"rotalis");
-        if (viewer == nullptr) return;
+  AsUser(
+      kDialogClass, L"rotalis",
+      [&](HWND viewer) {
         const auto edits = ChildrenOf(viewer, L"Edit");
         if (edits.size() != 1) return;
         text = WindowText(edits[0]);
@@ -167,21 +138,19 @@ TEST_F(Win32CrashUiFixture, ReportIsShownReadOnlyInAFixedPitchFontWithScrollBars
 TEST_F(Win32CrashUiFixture, SimpleBoxShowsTheDetailsOnRequestAndEndsWithOk) {
   const SimpleBoxSpec spec{"rotalis", "Valor inv\xC3\xA1lido", "&OK", "&Details",
                            "EDBEditError: Valor inv\xC3\xA1lido"};
-  std::vector<std::wstring> buttons;
-  std::wstring details;
-  WithUser(
-      [&] {
-        const HWND box = WaitForVisibleWindow(kDialogClass, L"rotalis");
-        if (box == nullptr) return;
+  std::wstring buttons, details;
+  AsUser(
+      kDialogClass, L"rotalis",
+      [&](HWND box) {
+        buttons = TextOfChildren(box, L"Button");
         const auto pushes = ChildrenOf(box, L"Button");
-        for (const HWND push : pushes) buttons.push_back(WindowText(push));
         if (pushes.size() != 2) return;
         // The details come in a second box of the same title, owned by the
         // first.
         PostMessageW(pushes[1], BM_CLICK, 0, 0);
         const HWND second = test::WaitForOwnedWindow(box, kDialogClass, L"rotalis");
         if (second == nullptr) return;
-        for (const HWND label : ChildrenOf(second, L"Static")) details += WindowText(label);
+        details = TextOfChildren(second, L"Static");
         PostMessageW(second, WM_COMMAND, IDOK, 0);
         while (IsWindow(second)) Sleep(20);
         Click(pushes[0]);
@@ -190,7 +159,7 @@ TEST_F(Win32CrashUiFixture, SimpleBoxShowsTheDetailsOnRequestAndEndsWithOk) {
         ui->ShowSimpleBox(spec);
         return 0;
       });
-  EXPECT_EQ(buttons, (std::vector<std::wstring>{L"&OK", L"&Details"}));
+  EXPECT_EQ(buttons, L"&OK&Details");
   EXPECT_NE(details.find(L"EDBEditError: Valor inv\u00e1lido"), std::wstring::npos) << details;
 }
 
@@ -205,22 +174,22 @@ TEST_F(Win32CrashUiFixture, PleaseWaitBoxStandsWithoutButtonsUntilHidden) {
   EXPECT_FALSE(IsWindow(box));
 }
 
-TEST_F(Win32CrashUiFixture, ScreenshotIsTheWholeScreenAsAPaletteImage) {
-  const std::string png = ui->CaptureScreenPng(8);
-  const test::PngHeader header = test::ReadPngHeader(png);
-  ASSERT_TRUE(header.valid) << "no PNG signature and IHDR chunk";
-  EXPECT_EQ(header.width, static_cast<std::uint32_t>(GetSystemMetrics(SM_CXVIRTUALSCREEN)));
-  EXPECT_EQ(header.height, static_cast<std::uint32_t>(GetSystemMetrics(SM_CYVIRTUALSCREEN)));
-  EXPECT_EQ(header.bitDepth, 8);
-  EXPECT_EQ(header.colourType, 3);  // palette
-  const auto palette = png.find("PLTE");
-  ASSERT_NE(palette, std::string::npos);
-  EXPECT_LT(palette, png.find("IDAT"));
-
-  const test::PngHeader colour = test::ReadPngHeader(ui->CaptureScreenPng(24));
-  ASSERT_TRUE(colour.valid);
-  EXPECT_EQ(colour.bitDepth, 8);
-  EXPECT_EQ(colour.colourType, 2);  // RGB
+// 8 bits a pixel makes a palette image (its palette before the pixels), 24
+// an RGB one; both of the whole screen.
+TEST_F(Win32CrashUiFixture, ScreenshotIsTheWholeScreenInTheDepthAskedFor) {
+  for (const auto& [bits, colourType] : {std::pair{8, 3}, std::pair{24, 2}}) {
+    SCOPED_TRACE(bits);
+    const std::string png = ui->CaptureScreenPng(bits);
+    const test::PngHeader header = test::ReadPngHeader(png);
+    ASSERT_TRUE(header.valid) << "no PNG signature and IHDR chunk";
+    EXPECT_EQ(header.width, static_cast<std::uint32_t>(GetSystemMetrics(SM_CXVIRTUALSCREEN)));
+    EXPECT_EQ(header.height, static_cast<std::uint32_t>(GetSystemMetrics(SM_CYVIRTUALSCREEN)));
+    EXPECT_EQ(header.bitDepth, 8);
+    EXPECT_EQ(header.colourType, colourType);
+    if (colourType == 3) {
+      EXPECT_LT(png.find("PLTE"), png.find("IDAT"));
+    }
+  }
 }
 
 }  // namespace

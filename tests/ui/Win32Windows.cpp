@@ -42,20 +42,7 @@ std::wstring WindowText(HWND window) {
   return text;
 }
 
-std::wstring ClassOf(HWND window) {
-  wchar_t name[256] = L"";
-  return std::wstring(name, static_cast<std::size_t>(GetClassNameW(window, name, 256)));
-}
-
 LONG StyleOf(HWND window) { return GetWindowLongW(window, GWL_STYLE); }
-
-LONG ExStyleOf(HWND window) { return GetWindowLongW(window, GWL_EXSTYLE); }
-
-SIZE SizeOf(HWND window) {
-  RECT rect{};
-  GetWindowRect(window, &rect);
-  return SIZE{rect.right - rect.left, rect.bottom - rect.top};
-}
 
 std::vector<HWND> ChildrenOf(HWND parent, const wchar_t* windowClass) {
   std::vector<HWND> children;
@@ -73,6 +60,12 @@ std::vector<HWND> ChildrenOf(HWND parent, const wchar_t* windowClass) {
     return topA != topB ? topA < topB : leftA < leftB;
   });
   return children;
+}
+
+std::wstring TextOfChildren(HWND parent, const wchar_t* windowClass) {
+  std::wstring text;
+  for (const HWND child : ChildrenOf(parent, windowClass)) text += WindowText(child);
+  return text;
 }
 
 void PressKey(HWND window, WPARAM key) {

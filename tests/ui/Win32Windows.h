@@ -5,7 +5,9 @@
 
 #include <windows.h>
 
+#include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace rotalis::test {
@@ -22,14 +24,30 @@ HWND WaitForVisibleWindow(const wchar_t* windowClass, const std::wstring& title)
 HWND WaitForOwnedWindow(HWND owner, const wchar_t* windowClass, const std::wstring& title);
 
 std::wstring WindowText(HWND window);
-std::wstring ClassOf(HWND window);
 LONG StyleOf(HWND window);
-LONG ExStyleOf(HWND window);
-SIZE SizeOf(HWND window);
 
 // The direct children of that class, in the order they are placed on the
 // screen: left to right, top to bottom.
 std::vector<HWND> ChildrenOf(HWND parent, const wchar_t* windowClass);
+
+// The texts of the direct children of that class, in that order, as one.
+std::wstring TextOfChildren(HWND parent, const wchar_t* windowClass);
+
+// Runs `user` on a thread of its own with the visible top-level window of
+// that class and title once it shows (not at all if it never does), while
+// this thread waits in `modal`; returns what `modal` returns.
+template <class Modal>
+auto AsUser(const wchar_t* windowClass, const std::wstring& title,
+            const std::function<void(HWND)>& user, Modal modal) {
+  std::thread other([&] {
+    if (const HWND window = WaitForVisibleWindow(windowClass, title)) user(window);
+  });
+  struct Join {
+    std::thread& thread;
+    ~Join() { thread.join(); }
+  } join{other};
+  return modal();
+}
 
 // A key pressed on the control that has the focus in that window's thread,
 // as the keyboard would (the dialog manager sees it in its message loop).
