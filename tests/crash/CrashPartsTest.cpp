@@ -67,8 +67,6 @@ TEST_F(SubmissionTest, FilesTheIssueWithItsAttachmentsByteForByte) {
   const auto issues = tracker_.Issues();
   ASSERT_EQ(issues.size(), 1u);
   EXPECT_EQ(issues[0].id, id);
-  EXPECT_EQ(issues[0].project, "TarvoArquivos");
-  EXPECT_EQ(issues[0].category, "General");
   EXPECT_EQ(issues[0].summary, issue.summary);
   EXPECT_EQ(issues[0].description, issue.description);  // the CR survives XML
   EXPECT_EQ(issues[0].attachments.at("bugreport.txt"), "report\r\ntext");

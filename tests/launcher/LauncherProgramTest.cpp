@@ -1,15 +1,19 @@
 // The launcher's program body, run as the real binary from an application
 // folder with a blank in its name, against a real site: private MariaDB,
 // the cloud fixture where the binary looks for it and, for installers, the
-// update server.
+// update server; for a crash, the tracker fixture where the binary was built
+// to find it.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <sstream>
+#include <stdexcept>
 #include <vector>
 
 #include "config/Deployment.h"
+#include "crash/CrashSettings.h"
 #include "net/JsonText.h"
 #include "platform/Environment.h"
 #include "platform/FileSystem.h"
@@ -19,6 +23,7 @@
 #include "tests/launcher/LauncherRun.h"
 #include "tests/support/HostShell.h"
 #include "tests/support/cloud/SyncSite.h"
+#include "tests/support/mantis/MantisFixtureServer.h"
 #include "tests/support/mariadb/MariaDbTest.h"
 #include "tests/support/nginx/NginxUpdateServer.h"
 #include "update/FileVersionText.h"
@@ -29,6 +34,7 @@ namespace {
 
 using ::testing::HasSubstr;
 using ::testing::Not;
+using ::testing::StartsWith;
 
 int Count(const std::string& text, const std::string& part) {
   int count = 0;
@@ -57,6 +63,36 @@ std::string FourFolders(const std::string& f) {
 #endif
   }
   return path;
+}
+
+#if defined(_WIN32)
+const int kAccessViolationStatus = static_cast<int>(0xC0000005);
+constexpr const char* kFaultMessage = "Access violation writing address 0x0";
+#else
+constexpr int kAccessViolationStatus = 128 + 11;
+constexpr const char* kFaultMessage = "Segmentation fault (address not mapped to object)";
+#endif
+
+// The port of the tracker the binary was built for, which must be served on
+// loopback by plain HTTP under "/erros".
+int CompiledTrackerPort() {
+  const std::string& url = Deployment::Compiled().bugTrackerUrl;
+  const std::string prefix = "http://127.0.0.1:";
+  if (url.rfind(prefix, 0) != 0 || !url.ends_with("/erros"))
+    throw std::runtime_error("this build has ROTALIS_BUGTRACKER_URL=\"" + url +
+                             "\"; the launcher tests serve the tracker on " + prefix +
+                             "<port>/erros");
+  return std::stoi(url.substr(prefix.size()));
+}
+
+// "test_package.c:<line>" of the package's faulting write.
+std::string FaultingLine() {
+  std::istringstream source(platform::ReadFileBytes(LocalPath(ROTALIS_TEST_PACKAGE_SOURCE)));
+  int number = 1;
+  for (std::string line;
+       std::getline(source, line) && line.find("the faulting line") == std::string::npos;)
+    ++number;
+  return "test_package.c:" + std::to_string(number);
 }
 
 // How the installer recorded its argument text. Windows hands the text over
@@ -97,24 +133,10 @@ class LauncherProgram : public ::testing::Test {
   }
 };
 
-TEST_F(LauncherProgram, SynchronisesTheRulesThenHostsThePackageFoundOnlyInModulos) {
-  LauncherFolder app;
-  app.PutPackage("standard", "Modulos");
-  const auto run = app.Run();
-  EXPECT_EQ(run.exitStatus, 0) << run.errors;
-  EXPECT_EQ(RuleCodes(app), "000001,000002");
-  const std::string& f = app.Folder();
-  EXPECT_EQ(run.marker, "loaded standard PATH=" + FourFolders(f) + "\nMainForm standard\n");
-  // The form was found by its name and ran as the main window until the
-  // input ended.
-  EXPECT_EQ(run.errors, "Test standard is open\nform of the test package\nTest standard closed\n");
-  EXPECT_EQ(run.output, "");
-}
-
 // The server chooses how an account logs in. An ed25519 account (MariaDB's
 // own method) logs in with the client's plugin, Debian's on Linux and the one
-// built into the Windows program, and the rules arrive.
-TEST_F(LauncherProgram, LogsInWithAnEd25519AccountAndFillsTheRules) {
+// built into the Windows program; every other run logs in the default way.
+TEST_F(LauncherProgram, SynchronisesTheRulesThenHostsThePackageFoundOnlyInModulos) {
   LauncherFolder app;
   SharedMariaDb().CreateEd25519Account("rotalis_ed", "Chave-ed25519", app.Database());
   ASSERT_EQ(SharedMariaDb().QueryValue("SELECT plugin FROM mysql.user WHERE user = 'rotalis_ed'"),
@@ -124,7 +146,12 @@ TEST_F(LauncherProgram, LogsInWithAnEd25519AccountAndFillsTheRules) {
   const auto run = app.Run();
   EXPECT_EQ(run.exitStatus, 0) << run.errors;
   EXPECT_EQ(RuleCodes(app), "000001,000002");
-  EXPECT_THAT(run.marker, HasSubstr("MainForm standard"));
+  EXPECT_EQ(run.marker,
+            "loaded standard PATH=" + FourFolders(app.Folder()) + "\nMainForm standard\n");
+  // The form was found by its name and ran as the main window until the
+  // input ended.
+  EXPECT_EQ(run.errors, "Test standard is open\nform of the test package\nTest standard closed\n");
+  EXPECT_EQ(run.output, "");
 }
 
 TEST_F(LauncherProgram, SearchesTheApplicationFolderFirstThenThePathFoldersInOrder) {
@@ -352,6 +379,37 @@ TEST_F(LauncherProgram, FourWorkstationsStartingTogetherAllEndNormally) {
       installer);
   EXPECT_EQ(Count(runs.front().marker, "installer Setup_25.28.502.10.exe"), 4);
   EXPECT_EQ(Count(runs.front().marker, "MainForm standard"), 4);
+  EXPECT_FALSE(platform::FileExists(app.Folder() + "bugreport.txt"));
+}
+
+// How the watcher reports a fault and a console dialog nobody answers are the
+// crash-child's tests; here, that the launcher a deployment installs reports
+// one in its module package, submitted to the compiled tracker.
+TEST_F(LauncherProgram, AFaultInThePackagesEventHandlerIsReportedWithItsSourceLine) {
+  MantisFixtureServer tracker(
+      {.password = crash::TCrashSettings().BugTrPassword, .port = CompiledTrackerPort()});
+  LauncherFolder app;
+  app.PutPackage("eventcrash", "Modulos");
+  app.PutCrashWatcher();
+
+  const auto run = app.Run();
+
+  EXPECT_EQ(run.exitStatus, kAccessViolationStatus) << run.errors;
+  EXPECT_THAT(run.marker, HasSubstr("MainForm eventcrash\nposted eventcrash\n"));
+  const auto issues = tracker.Issues();
+  ASSERT_EQ(issues.size(), 1u) << run.errors;
+  EXPECT_THAT(issues[0].summary, StartsWith(std::string("rotalis, ") + kFaultMessage));
+  const std::string& report = issues[0].attachments.at("bugreport.txt");
+  EXPECT_THAT(report, HasSubstr("can continue        : no"));
+  // The first frame is the faulting write, in the package, named with its
+  // function and source line; the launcher's loop that ran it follows.
+  const std::string stack = report.substr(report.find("call stack of the crashing thread:"));
+  const std::size_t firstAt = stack.find('\n') + 1;
+  const std::string first = stack.substr(firstAt, stack.find('\n', firstAt) - firstAt);
+  for (const std::string& part :
+       {std::string("mrotalis.bpl"), std::string("CrashInEventHandler"), FaultingLine()})
+    EXPECT_THAT(first, HasSubstr(part));
+  EXPECT_THAT(stack, HasSubstr("rotalis::RunLauncher"));
   EXPECT_FALSE(platform::FileExists(app.Folder() + "bugreport.txt"));
 }
 
