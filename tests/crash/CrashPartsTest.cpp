@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <numeric>
 #include <set>
 #include <sstream>
 #include <string>
@@ -288,11 +289,7 @@ TEST(ReportFileTest, StaysUnderItsLimitAndKeepsOnlyWholeNewestReports) {
     // The file is exactly the newest reports that fit, each one whole.
     const auto kept = SplitReports(text);
     ASSERT_FALSE(kept.empty());
-    std::string expected;
-    for (std::size_t k = 0; k < kept.size(); ++k) {
-      expected += appended[appended.size() - kept.size() + k];
-    }
-    EXPECT_EQ(text, expected);
+    EXPECT_EQ(text, std::accumulate(appended.end() - kept.size(), appended.end(), std::string()));
     if (kept.size() < appended.size()) {
       EXPECT_GT(text.size() + appended[appended.size() - kept.size() - 1].size(), 100000u);
     }
@@ -359,10 +356,16 @@ TEST(ReportFileTest, SentReportsAreRemovedFromAFolderNamedWithAccents) {
   EXPECT_FALSE(platform::FileExists(path));
 }
 
-constexpr int kThrowLine = __LINE__ + 1;
-[[gnu::noinline]] void ThrowFromHere() { throw EDBEditError("bad date"); }
+class RefusedPostalCode : public EDBEditError {
+  using EDBEditError::EDBEditError;
+};
 
-TEST(ThrowStackTest, NamesTheThrowingFunctionWithFileAndLine) {
+constexpr int kThrowLine = __LINE__ + 1;
+[[gnu::noinline]] void ThrowFromHere() { throw RefusedPostalCode("CEP"); }
+
+// The stack recorded at the throw, named from the debug information, and the
+// class chain the exception filters match: the class and its ancestors only.
+TEST(ExceptionInfoTest, NamesTheThrowingFunctionAndMatchesTheClassAndItsAncestors) {
   std::exception_ptr error;
   try {
     ThrowFromHere();
@@ -378,14 +381,8 @@ TEST(ThrowStackTest, NamesTheThrowingFunctionWithFileAndLine) {
   EXPECT_THAT(FormatStackLine(frame),
               AllOf(HasSubstr("+0x"),
                     HasSubstr("CrashPartsTest.cpp:" + std::to_string(kThrowLine) + " (+0)")));
-}
 
-class RefusedPostalCode : public EDBEditError {
-  using EDBEditError::EDBEditError;
-};
-
-TEST(ExceptionInfoTest, FiltersMatchTheClassAndItsDescendantsOnly) {
-  const auto info = DescribeException(std::make_exception_ptr(RefusedPostalCode("CEP")));
+  const auto info = DescribeException(error);
   EXPECT_EQ(info.message, "CEP");
   EXPECT_TRUE(ClassMatches(info.classChain, "EDBEditError"));
   EXPECT_TRUE(ClassMatches(info.classChain, "std::runtime_error"));
