@@ -284,8 +284,7 @@ TEST_F(LauncherProgram, AnErrorInTheRuleSyncMeansThePackageIsNeverLoaded) {
   // Nothing of the update step ran either: no version was recorded, which
   // proves something only where the update server answers.
   if (UpdateServerAnswers()) {
-    EXPECT_EQ(platform::ReadFileBytes(app.Folder() + "kelvaERP.ini").find("Versao"),
-              std::string::npos);
+    EXPECT_THAT(platform::ReadFileBytes(app.Folder() + "kelvaERP.ini"), Not(HasSubstr("Versao")));
   }
 }
 
@@ -330,8 +329,7 @@ TEST_F(LauncherProgram, AnInstallerInheritsExactlyTheFourFoldersAndEndsTheLoop) 
                             " PATH=" + four + "\nloaded standard PATH=" + four +
                             "\nMainForm standard\n");
   EXPECT_EQ(run.errors.find("is open"), std::string::npos) << run.errors;
-  EXPECT_TRUE(platform::FileExists(platform::JoinPath(
-      platform::JoinPath(app.Folder(), "atualizadores_versao"), "Setup_25.28.500.10.exe")));
+  EXPECT_TRUE(platform::FileExists(app.Folder() + "atualizadores_versao/Setup_25.28.500.10.exe"));
   EXPECT_THAT(platform::ReadFileBytes(app.Folder() + "kelvaERP.ini"),
               HasSubstr("Versao=" + VersionDigits()));
 }
@@ -373,10 +371,8 @@ TEST_F(LauncherProgram, FourWorkstationsStartingTogetherAllEndNormally) {
   for (const auto& target : server.Targets())
     fetched += target == "/download/kelva/Setup_25.28.502.10.exe" ? 1 : 0;
   EXPECT_EQ(fetched, 1);
-  EXPECT_EQ(
-      platform::ReadFileBytes(platform::JoinPath(
-          platform::JoinPath(app.Folder(), "atualizadores_versao"), "Setup_25.28.502.10.exe")),
-      installer);
+  EXPECT_EQ(platform::ReadFileBytes(app.Folder() + "atualizadores_versao/Setup_25.28.502.10.exe"),
+            installer);
   EXPECT_EQ(Count(runs.front().marker, "installer Setup_25.28.502.10.exe"), 4);
   EXPECT_EQ(Count(runs.front().marker, "MainForm standard"), 4);
   EXPECT_FALSE(platform::FileExists(app.Folder() + "bugreport.txt"));
