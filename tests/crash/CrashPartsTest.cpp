@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <numeric>
 #include <set>
 #include <sstream>
@@ -80,7 +81,8 @@ TEST_F(SubmissionTest, FilesTheIssueWithItsAttachmentsByteForByte) {
 }
 
 // A report of a cause the project has open goes to that issue as a note;
-// resolved issues and other causes do not count.
+// resolved issues and other causes do not count, nor does a search the
+// tracker refuses.
 TEST_F(SubmissionTest, AReportOfAnOpenCauseBecomesANoteWithAttachmentsOfItsOwn) {
   MantisSubmitter submitter(*transport_, Settings());
   const auto submit = [&](const std::string& signature, const std::string& note) {
@@ -107,6 +109,19 @@ TEST_F(SubmissionTest, AReportOfAnOpenCauseBecomesANoteWithAttachmentsOfItsOwn) 
             "dois");
   EXPECT_EQ(issues[2].attachments.at("bugreport.txt"), "quatro");
   EXPECT_THAT(tracker_.WsdlViolations(), IsEmpty());
+
+  // A tracker that refuses the search still gets every report, as an issue.
+  test::MantisFixtureServer blind({.password = kSettings.BugTrPassword, .refuseSearch = true});
+  const auto settings = TCrashSettings::ForDeployment(Deployment{"", "", "", "", blind.BaseUrl()});
+  for (const char* note : {"cinco", "seis"}) {
+    EXPECT_EQ(MantisSubmitter(*transport_, settings)
+                  .SubmitGrouped({"TarvoArquivos", "General", "rotalis, erro", "d"}, {},
+                                 "crash-00000000000000aa", note)
+                  .noteId,
+              0);
+  }
+  EXPECT_EQ(blind.Issues().size(), 2u);
+  EXPECT_EQ(std::ranges::count(blind.Operations(), "mc_filter_search_issue_ids"), 2);
 }
 
 // The tracker's answers and both kinds of its faults are read in the

@@ -235,18 +235,6 @@ TEST_F(CrashProcessTest, AStartUpErrorIsSubmittedOnceAndAgainAsANoteOfTheSameIss
   EXPECT_FALSE(ReportFileExists());
 }
 
-TEST_F(CrashProcessTest, ASearchTheTrackerRefusesStillFilesEachReport) {
-  test::MantisFixtureServer refusing({.password = kPassword, .refuseSearch = true});
-  Run("start-up", refusing.BaseUrl());
-  Run("start-up", refusing.BaseUrl());
-  const auto issues = refusing.Issues();
-  ASSERT_EQ(issues.size(), 2u);
-  EXPECT_TRUE(issues[0].notes.empty());
-  const auto operations = refusing.Operations();
-  EXPECT_EQ(std::count(operations.begin(), operations.end(), "mc_filter_search_issue_ids"), 2);
-  EXPECT_FALSE(ReportFileExists());
-}
-
 // A report the tracker could not take waits in the report file, the dialog
 // shown all the same; the watcher of the next start delivers it while the
 // program runs on (here: ends) without waiting for the tracker, which holds
