@@ -27,6 +27,7 @@
 #include "tests/support/mariadb/MariaDbTest.h"
 #include "tests/support/nginx/NginxUpdateServer.h"
 #include "update/FileVersionText.h"
+#include "update/UpdateDriver.h"
 #include "update/UpdateServer.h"
 
 namespace rotalis::test {
@@ -43,10 +44,12 @@ int Count(const std::string& text, const std::string& part) {
 }
 
 // The launcher's version as the build gave it to the program, without dots.
-std::string VersionDigits() {
-  std::string digits = ROTALIS_PROJECT_VERSION;
-  std::erase(digits, '.');
-  return digits;
+std::string VersionDigits() { return DigitsOnly(ROTALIS_PROJECT_VERSION); }
+
+// An installer whose digits, read as one number as the launcher reads them,
+// are the running version's plus `step`.
+std::string Installer(int step) {
+  return "Setup_" + std::to_string(std::stoll(VersionDigits()) + step) + ".exe";
 }
 
 // The PATH the launcher sets. Windows has a separator after every folder, the
@@ -312,11 +315,11 @@ TEST_F(LauncherProgram, AnErrorInTheUpdateStepMeansThePackageIsNeverLoaded) {
 // hosted.
 TEST_F(LauncherProgram, AnInstallerInheritsExactlyTheFourFoldersAndEndsTheLoop) {
   if (!UpdateServerAnswers()) GTEST_SKIP() << "the update server address does not answer a ping";
+  const std::string older = Installer(-1), newer = Installer(+1);
   NginxUpdateServer server;
-  server.PublishList("kelva", R"({"qtd":2,"nome-1":"Setup_25.28.500.10.exe",)"
-                              R"("nome-2":"Setup_25.28.502.10.exe"})");
-  server.PublishFile("kelva", "Setup_25.28.500.10.exe", LauncherFolder::InstallerScript());
-  server.PublishFile("kelva", "Setup_25.28.502.10.exe", LauncherFolder::InstallerScript());
+  server.PublishList("kelva", net::Json{{"qtd", 2}, {"nome-1", older}, {"nome-2", newer}}.dump());
+  for (const std::string& name : {older, newer})
+    server.PublishFile("kelva", name, LauncherFolder::InstallerScript());
   LauncherFolder app;
   app.PutPackage("standard", "Modulos");
 
@@ -325,11 +328,10 @@ TEST_F(LauncherProgram, AnInstallerInheritsExactlyTheFourFoldersAndEndsTheLoop) 
   EXPECT_EQ(run.exitStatus, 0) << run.errors;
   EXPECT_EQ(RuleCodes(app), "000001,000002");
   const std::string four = FourFolders(app.Folder());
-  EXPECT_EQ(run.marker, "installer Setup_25.28.502.10.exe " + RecordedInstallerArguments() +
-                            " PATH=" + four + "\nloaded standard PATH=" + four +
-                            "\nMainForm standard\n");
+  EXPECT_EQ(run.marker, "installer " + newer + " " + RecordedInstallerArguments() + " PATH=" +
+                            four + "\nloaded standard PATH=" + four + "\nMainForm standard\n");
   EXPECT_EQ(run.errors.find("is open"), std::string::npos) << run.errors;
-  EXPECT_TRUE(platform::FileExists(app.Folder() + "atualizadores_versao/Setup_25.28.500.10.exe"));
+  EXPECT_TRUE(platform::FileExists(app.Folder() + "atualizadores_versao/" + older));
   EXPECT_THAT(platform::ReadFileBytes(app.Folder() + "kelvaERP.ini"),
               HasSubstr("Versao=" + VersionDigits()));
 }
@@ -348,10 +350,10 @@ TEST_F(LauncherProgram, FourWorkstationsStartingTogetherAllEndNormally) {
     rules.push_back(SampleRule(std::string(8 - code.size(), '0') + code));
   }
   SharedCloud().SetRules(kCompanyCnpj, rules.dump());
+  const std::string newer = Installer(+1), installer = LauncherFolder::InstallerScript();
   NginxUpdateServer server;
-  server.PublishList("kelva", R"({"qtd":1,"nome-1":"Setup_25.28.502.10.exe"})");
-  const std::string installer = LauncherFolder::InstallerScript();
-  server.PublishFile("kelva", "Setup_25.28.502.10.exe", installer);
+  server.PublishList("kelva", net::Json{{"qtd", 1}, {"nome-1", newer}}.dump());
+  server.PublishFile("kelva", newer, installer);
   LauncherFolder app;
   app.PutPackage("standard", "Modulos");
 
@@ -369,11 +371,10 @@ TEST_F(LauncherProgram, FourWorkstationsStartingTogetherAllEndNormally) {
             "3000");
   int fetched = 0;
   for (const auto& target : server.Targets())
-    fetched += target == "/download/kelva/Setup_25.28.502.10.exe" ? 1 : 0;
+    fetched += target == "/download/kelva/" + newer ? 1 : 0;
   EXPECT_EQ(fetched, 1);
-  EXPECT_EQ(platform::ReadFileBytes(app.Folder() + "atualizadores_versao/Setup_25.28.502.10.exe"),
-            installer);
-  EXPECT_EQ(Count(runs.front().marker, "installer Setup_25.28.502.10.exe"), 4);
+  EXPECT_EQ(platform::ReadFileBytes(app.Folder() + "atualizadores_versao/" + newer), installer);
+  EXPECT_EQ(Count(runs.front().marker, "installer " + newer), 4);
   EXPECT_EQ(Count(runs.front().marker, "MainForm standard"), 4);
   EXPECT_FALSE(platform::FileExists(app.Folder() + "bugreport.txt"));
 }
