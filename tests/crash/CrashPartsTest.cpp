@@ -20,6 +20,7 @@
 #include "crash/CrashSignature.h"
 #include "crash/ExceptionInfo.h"
 #include "crash/MantisSubmitter.h"
+#include "crash/ReportDelivery.h"
 #include "crash/ReportFile.h"
 #include "crash/ReportText.h"
 #include "crash/SubmissionAllowance.h"
@@ -196,60 +197,48 @@ class NoDesktopCrashUi : public test::RecordingCrashUi {
   }
 };
 
-class ReporterSubmissionTest : public ::testing::Test {
- protected:
-  // The hourly allowance is counted in the temporary folder: one of this
-  // program's own, which later tests' temporary folders go in as well.
-  ReporterSubmissionTest() {
-    static const test::TempFolder temp("rotalis-crash-temp");
-    for (const char* name : {"TMPDIR", "TEMP", "TMP"}) platform::SetEnvironment(name, temp.Path());
-  }
-
-  // Reports one error, each with a stack of its own (a repeated stack is not
-  // filed again); the report file lies in a folder of the test.
-  void Report(test::MantisFixtureServer& tracker, const std::string& message) {
-    ApplicationInfo application;
-    application.name = "rotalis";
-    application.folder = folder_.Path();
-    CrashEvent event;
-    event.errorClass = "rotalis::Exception";
-    event.classChain = {event.errorClass};
-    event.message = message;
-    event.origin = "program body";
-    event.stack = {0x1000 + ++reported_};
-    const auto settings =
-        TCrashSettings::ForDeployment(Deployment{"", "", "", "", tracker.BaseUrl()});
-    CrashReporter(settings, application, ui_, *transport_).Handle(event);
-  }
-
-  test::TempFolder folder_;
-  NoDesktopCrashUi ui_;
-  std::unique_ptr<net::HttpTransport> transport_ = net::HttpTransport::Create();
-  std::uintptr_t reported_ = 0;
-};
-
 // The tracker counts the summary's characters as it receives them: each stray
 // byte or control character arrives as "?", and line breaks and tabs as one
 // blank each run.
-TEST_F(ReporterSubmissionTest, TheSummaryIsCutOnWhatTheTrackerReceives) {
-  test::MantisFixtureServer tracker({.password = kSettings.BugTrPassword});
-  Report(tracker, "linha um\r\n\tlinha dois\x01 " + std::string(130, '\xFF'));
-  const auto issues = tracker.Issues();
-  ASSERT_EQ(issues.size(), 1u) << "the tracker refused the issue";
+TEST(ReportDeliveryTest, TheSummaryIsCutOnWhatTheTrackerReceives) {
+  const std::string message = "linha um\r\n\tlinha dois\x01 " + std::string(130, '\xFF');
   const std::string expected = "rotalis, linha um linha dois? " + std::string(130, '?');
-  EXPECT_EQ(issues[0].summary, expected.substr(0, 128));
+  EXPECT_EQ(IssueForReport(kSettings, "rotalis", message, "").summary, expected.substr(0, 128));
 }
 
 // A please-wait box that cannot open, and an attachment the tracker refuses,
 // cost no report; once the issue exists its description holds the whole
 // report, so the report counts as sent and is not filed again inside the
 // next crash's attachment.
-TEST_F(ReporterSubmissionTest, WhatFailsBesideTheSubmissionCostsNoReportAndFilesNoneTwice) {
+TEST(ReporterTest, WhatFailsBesideTheSubmissionCostsNoReportAndFilesNoneTwice) {
+  // The hourly allowance is counted in the temporary folder: one of this
+  // program's own, which later tests' temporary folders go in as well.
+  static const test::TempFolder temp("rotalis-crash-temp");
+  for (const char* name : {"TMPDIR", "TEMP", "TMP"}) platform::SetEnvironment(name, temp.Path());
+  test::TempFolder folder;
   test::MantisFixtureServer tracker(
       {.password = kSettings.BugTrPassword, .disallowedExtensions = {"png"}});
-  Report(tracker, "primeiro erro");
-  EXPECT_FALSE(platform::FileExists(folder_ / kSettings.BugRepFile));
-  Report(tracker, "segundo erro");
+  NoDesktopCrashUi ui;
+  const auto transport = net::HttpTransport::Create();
+  std::uintptr_t address = 0x1000;
+  // Each error with a stack of its own: a repeated stack is not filed again.
+  const auto report = [&](const std::string& message) {
+    ApplicationInfo application;
+    application.name = "rotalis";
+    application.folder = folder.Path();
+    CrashEvent event;
+    event.errorClass = "rotalis::Exception";
+    event.classChain = {event.errorClass};
+    event.message = message;
+    event.origin = "program body";
+    event.stack = {++address};
+    CrashReporter(TCrashSettings::ForDeployment(Deployment{"", "", "", "", tracker.BaseUrl()}),
+                  application, ui, *transport)
+        .Handle(event);
+  };
+  report("primeiro erro");
+  EXPECT_FALSE(platform::FileExists(folder / kSettings.BugRepFile));
+  report("segundo erro");
   const auto issues = tracker.Issues();
   ASSERT_EQ(issues.size(), 2u);
   EXPECT_THAT(issues[0].attachments.at("bugreport.txt"), HasSubstr("primeiro erro"));
