@@ -22,10 +22,8 @@ TEST(ClientPlugins, EveryLoginMethodAServerMayAskForIsThere) {
   ASSERT_NE(mysql, nullptr);
   for (const char* name : {"mysql_native_password", "caching_sha2_password", "sha256_password",
                            "client_ed25519", "dialog", "mysql_clear_password"}) {
-    const st_mysql_client_plugin* plugin =
-        mysql_client_find_plugin(mysql.get(), name, kAuthenticationPlugin);
-    ASSERT_NE(plugin, nullptr) << name << ": " << mysql_error(mysql.get());
-    EXPECT_STREQ(plugin->name, name);
+    EXPECT_NE(mysql_client_find_plugin(mysql.get(), name, kAuthenticationPlugin), nullptr)
+        << name << ": " << mysql_error(mysql.get());
   }
 }
 
