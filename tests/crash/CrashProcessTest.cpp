@@ -23,6 +23,7 @@
 #include "tests/crash/RecordingCrashUi.h"
 #include "tests/support/HostShell.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/TextCount.h"
 #include "tests/support/mantis/MantisFixtureServer.h"
 
 namespace rotalis::crash {
@@ -82,12 +83,6 @@ std::string FirstFrame(const std::string& report) {
   return report.substr(at, report.find('\n', at) - at);
 }
 
-std::size_t Count(const std::string& text, const std::string& part) {
-  std::size_t count = 0;
-  for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
-  return count;
-}
-
 struct ChildRun {
   int status = -1;
   std::string out;  // both with "\n" line breaks on every platform
@@ -126,14 +121,14 @@ class CrashProcessTest : public ::testing::Test {
 
   // The lines of starts.txt once `count` starts have left theirs (a restart
   // runs on its own), with the line breaks of every platform as "\n".
-  std::string Starts(std::size_t count) const {
+  std::string Starts(int count) const {
     const auto deadline =
         std::chrono::steady_clock::now() + std::chrono::seconds(kTimeLimitSeconds);
     for (;;) {
       std::string starts =
           platform::FileExists(folder_ / "starts.txt") ? folder_.Read("starts.txt") : "";
       std::erase(starts, '\r');
-      if (Count(starts, "\n") >= count || std::chrono::steady_clock::now() > deadline)
+      if (test::CountOf(starts, "\n") >= count || std::chrono::steady_clock::now() > deadline)
         return starts;
       std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
@@ -171,7 +166,7 @@ TEST_F(CrashProcessTest, TheSameErrorTwiceIsReportedOnceAndTheLoopGoesOn) {
                              tracker.BaseUrl(), ui, "continue,continue");
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_THAT(run.out, HasSubstr("message loop went on"));
-    EXPECT_EQ(Count(run.out, "dialog|"), 2u) << run.out;
+    EXPECT_EQ(test::CountOf(run.out, "dialog|"), 2) << run.out;
     EXPECT_THAT(run.out, HasSubstr("canContinue=yes"));
     ASSERT_EQ(tracker.Issues().size(), 1u) << run.out;
     EXPECT_THAT(FirstFrame(tracker.Issues()[0].attachments.at("bugreport.txt")),
@@ -333,7 +328,7 @@ TEST_F(CrashProcessTest, FatalErrorsAreReportedByTheWatcherWithTheFailingFunctio
     const std::string& report = issue.attachments.at("bugreport.txt");
     EXPECT_THAT(report, HasSubstr(std::string("exception class     : ") + fault.errorClass));
     EXPECT_THAT(FirstFrame(report), AllOf(HasSubstr(fault.function), HasSubstr("CrashChild.cpp:")));
-    EXPECT_GE(Count(report, fault.function), static_cast<std::size_t>(fault.repeats));
+    EXPECT_GE(test::CountOf(report, fault.function), fault.repeats);
     for (const char* text :
          {"== crash-child ==", "An error occurred in the application.",
           "continue application (not possible", "[4] close application (default)"})

@@ -27,13 +27,8 @@ std::string ErrorOf(Run run) {
   return "(no error)";
 }
 
-class SessionTest : public test::MariaDbTest {
+class SessionTest : public test::MariaDbSessionTest {
  protected:
-  void SetUp() override {
-    MariaDbTest::SetUp();
-    Server().Configure(connection_, Database());
-  }
-
   std::string ConnectError() {
     return ErrorOf([this] { connection_.Connect(); });
   }
@@ -46,9 +41,6 @@ class SessionTest : public test::MariaDbTest {
     query_.Open();
     return query_.FieldByName("id").AsInteger();
   }
-
-  TDbConnection connection_;
-  TDbQuery query_{connection_};
 };
 
 // A session lost at the server is reported, and the next statement connects

@@ -25,15 +25,14 @@ const std::vector<std::string> kHostileTexts = {
     "",
 };
 
-class TextSafetyTest : public test::MariaDbTest {
+class TextSafetyTest : public test::MariaDbSessionTest {
  protected:
   void SetUp() override {
-    MariaDbTest::SetUp();
+    MariaDbSessionTest::SetUp();
     Server().Execute(
         "CREATE TABLE texto (chave varchar(200) NOT NULL, valor varchar(200) NOT NULL, "
         "PRIMARY KEY (chave)) CHARACTER SET latin1 COLLATE latin1_bin",
         Database());
-    Server().Configure(connection_, Database());
   }
 
   void Open() {
@@ -64,9 +63,6 @@ class TextSafetyTest : public test::MariaDbTest {
       EXPECT_EQ(query_.FieldByName("valor").AsString(), text + "|" + text);
     }
   }
-
-  TDbConnection connection_;
-  TDbQuery query_{connection_};
 };
 
 TEST_F(TextSafetyTest, HostileTextRoundTripsByteForByte) { RoundTrip(); }

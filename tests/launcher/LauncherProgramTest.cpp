@@ -20,6 +20,7 @@
 #include "platform/Ping.h"
 #include "tests/launcher/LauncherRun.h"
 #include "tests/support/HostShell.h"
+#include "tests/support/TextCount.h"
 #include "tests/support/cloud/CloudFixtureServer.h"
 #include "tests/support/cloud/SyncSite.h"
 #include "tests/support/mantis/MantisFixtureServer.h"
@@ -34,12 +35,6 @@ namespace {
 
 using ::testing::HasSubstr;
 using ::testing::Not;
-
-int Count(const std::string& text, const std::string& part) {
-  int count = 0;
-  for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
-  return count;
-}
 
 // The launcher's version as the build gave it to the program, without dots.
 std::string VersionDigits() { return DigitsOnly(ROTALIS_PROJECT_VERSION); }
@@ -151,14 +146,14 @@ TEST_F(LauncherProgram, SearchesTheApplicationFolderFirstThenThePathFoldersInOrd
   LauncherFolder app;
   app.PutPackage("othername", "kernel");
   app.PutPackage("standard", "");
-  EXPECT_EQ(Count(app.Run().marker, "loaded standard"), 1);
+  EXPECT_EQ(CountOf(app.Run().marker, "loaded standard"), 1);
 
   LauncherFolder other;
   other.PutPackage("othername", "BPLs");
   other.PutPackage("standard", "Modulos");
   const auto run = other.Run();
-  EXPECT_EQ(Count(run.marker, "loaded othername"), 1);
-  EXPECT_EQ(Count(run.marker, "loaded standard"), 0);
+  EXPECT_EQ(CountOf(run.marker, "loaded othername"), 1);
+  EXPECT_EQ(CountOf(run.marker, "loaded standard"), 0);
 }
 
 // Each package variant in a folder of its own: how the start ends, what
@@ -354,8 +349,8 @@ TEST_F(LauncherProgram, FourWorkstationsStartingTogetherAllEndNormally) {
     fetched += target == "/download/kelva/" + newer ? 1 : 0;
   EXPECT_EQ(fetched, 1);
   EXPECT_EQ(platform::ReadFileBytes(app.Folder() + "atualizadores_versao/" + newer), installer);
-  EXPECT_EQ(Count(runs.front().marker, "installer " + newer), 4);
-  EXPECT_EQ(Count(runs.front().marker, "MainForm standard"), 4);
+  EXPECT_EQ(CountOf(runs.front().marker, "installer " + newer), 4);
+  EXPECT_EQ(CountOf(runs.front().marker, "MainForm standard"), 4);
   EXPECT_FALSE(platform::FileExists(app.Folder() + "bugreport.txt"));
 }
 

@@ -8,7 +8,7 @@
 namespace rotalis::net {
 namespace {
 
-using test::FixtureReply;
+using test::Reply;
 
 class StringSink : public HttpBodySink {
  public:
@@ -37,10 +37,7 @@ class HttpTransportTest : public ::testing::Test {
 
 // A body of more than 1 KiB goes at once: no "Expect: 100-continue" wait.
 TEST_F(HttpTransportTest, PostsABodyWithCustomHeaders) {
-  FixtureReply reply;
-  reply.status = 201;
-  reply.body = "<ok/>";
-  server.SetReply("/soap", reply);
+  server.SetReply("/soap", Reply(201, "<ok/>"));
   HttpRequest request;
   request.method = "POST";
   request.url = server.HttpBase() + "/soap";
@@ -59,9 +56,7 @@ TEST_F(HttpTransportTest, PostsABodyWithCustomHeaders) {
 }
 
 TEST_F(HttpTransportTest, ASinkThatFailsEndsTheTransferWithItsError) {
-  FixtureReply reply;
-  reply.body = std::string(200000, 'b');
-  server.SetReply("/big", reply);
+  server.SetReply("/big", Reply(200, std::string(200000, 'b')));
   HttpRequest request;
   request.url = server.HttpBase() + "/big";
   StringSink full;

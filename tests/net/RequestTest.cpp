@@ -10,6 +10,7 @@ namespace rotalis::net {
 namespace {
 
 using test::FixtureReply;
+using test::Reply;
 
 class RequestTest : public ::testing::Test {
  protected:
@@ -17,16 +18,6 @@ class RequestTest : public ::testing::Test {
   static void TearDownTestSuite() {
     delete server;
     server = nullptr;
-  }
-
-  static FixtureReply Reply(int status, const std::string& body, const std::string& type,
-                            const std::string& charset = "") {
-    FixtureReply reply;
-    reply.status = status;
-    reply.body = body;
-    reply.contentType = type;
-    reply.charset = charset;
-    return reply;
   }
 
   static inline test::HttpFixtureServer* server = nullptr;

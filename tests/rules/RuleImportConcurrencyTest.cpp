@@ -19,11 +19,10 @@
 namespace rotalis {
 namespace {
 
-class RuleImportConcurrency : public test::MariaDbTest {
+class RuleImportConcurrency : public test::MariaDbSessionTest {
  protected:
   void SetUp() override {
-    MariaDbTest::SetUp();
-    Server().Configure(connection_, Database());
+    MariaDbSessionTest::SetUp();
     TDbQuery create(connection_);
     EnsureRuleTable(create);
   }
@@ -37,18 +36,11 @@ class RuleImportConcurrency : public test::MariaDbTest {
                      Database());
   }
 
-  std::string Value(const std::string& sql) {
-    return Server().QueryValue(sql, Database()).value_or("NULL");
-  }
-
   // Opens the import's row set now; the test writes elsewhere before importing.
   void OpenRowSet() {
-    rules_.SQL().SetText(kRuleSelect);
-    rules_.Open();
+    query_.SQL().SetText(kRuleSelect);
+    query_.Open();
   }
-
-  TDbConnection connection_;
-  TDbQuery rules_{connection_};
 };
 
 // Keys written by another session after the row set was read, the same key
@@ -69,7 +61,7 @@ TEST_F(RuleImportConcurrency, KeysWrittenMeanwhileAreUpdated) {
   }
   InsertElsewhere("abc", "outra");
   list.insert(list.begin() + 350, test::SampleRule("ABC"));
-  ImportRules(rules_, list);
+  ImportRules(query_, list);
 
   EXPECT_EQ(Value("SELECT COUNT(*) FROM nrt"), "701");
   EXPECT_EQ(Value("SELECT GROUP_CONCAT(nrtcodigo ORDER BY nrtcodigo) FROM nrt WHERE "
@@ -81,11 +73,11 @@ TEST_F(RuleImportConcurrency, KeysWrittenMeanwhileAreUpdated) {
   EXPECT_EQ(Value("SELECT CONCAT(nrtidentificacao, ' ', crtcodigo) FROM nrt WHERE nrtcodigo = "
                   "'abc'"),
             "Venda de mercadoria ABC 3");
-  EXPECT_EQ(rules_.RecordCount(), 701u);
-  EXPECT_TRUE(rules_.Locate("nrtcodigo", "000003"));
-  EXPECT_EQ(rules_.FieldByName("nrtidentificacao").AsString(), "Alíquota 'única' \\ nova");
-  EXPECT_TRUE(rules_.Locate("nrtcodigo", "000339"));
-  EXPECT_EQ(rules_.FieldByName("nrtidentificacao").AsString(), "regra 000339");
+  EXPECT_EQ(query_.RecordCount(), 701u);
+  EXPECT_TRUE(query_.Locate("nrtcodigo", "000003"));
+  EXPECT_EQ(query_.FieldByName("nrtidentificacao").AsString(), "Alíquota 'única' \\ nova");
+  EXPECT_TRUE(query_.Locate("nrtcodigo", "000339"));
+  EXPECT_EQ(query_.FieldByName("nrtidentificacao").AsString(), "regra 000339");
 }
 
 TEST_F(RuleImportConcurrency, ImportsOfOneDatabaseWaitForEachOther) {

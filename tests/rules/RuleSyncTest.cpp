@@ -54,12 +54,7 @@ class RuleSyncTest : public test::MariaDbTest {
   // The same, its cloud the HTTPS fixture server answering this.
   Installation Answering(int status, const std::string& body) {
     if (!http_) http_ = std::make_unique<test::HttpFixtureServer>();
-    test::FixtureReply reply;
-    reply.status = status;
-    reply.body = body;
-    reply.contentType = "application/json";
-    reply.charset = "utf-8";
-    http_->SetReply(kRulesPath, reply);
+    http_->SetReply(kRulesPath, test::Reply(status, body, "application/json", "utf-8"));
     Installation here = WithGrace();
     here.deployment.cloudUrl = http_->HttpsBase() + kRulesPath;
     here.deployment.cloudCaFile = http_->CaFile();
@@ -84,9 +79,6 @@ class RuleSyncTest : public test::MariaDbTest {
   }
   std::string Sync() { return Sync(site_->Here()); }
 
-  std::string Value(const std::string& sql) {
-    return Server().QueryValue(sql, Database()).value_or("NULL");
-  }
   bool TableExists(const std::string& table) {
     return Value("SELECT COUNT(*) FROM information_schema.tables WHERE table_schema = '" +
                  Database() + "' AND table_name = '" + table + "'") == "1";

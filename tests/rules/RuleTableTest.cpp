@@ -12,16 +12,7 @@
 namespace rotalis {
 namespace {
 
-class RuleTableTest : public test::MariaDbTest {
- protected:
-  void SetUp() override {
-    MariaDbTest::SetUp();
-    Server().Configure(connection_, Database());
-  }
-
-  TDbConnection connection_;
-  TDbQuery query_{connection_};
-};
+class RuleTableTest : public test::MariaDbSessionTest {};
 
 // A table of that name in another database of the server does not count.
 TEST_F(RuleTableTest, CreatesTheTableWhereOnlyAnotherDatabaseHasOne) {

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
+#include "config/Edition.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/VersionedFile.h"
-#include "config/Edition.h"
 #include "update/ExeFiles.h"
 #include "update/FileVersionText.h"
 

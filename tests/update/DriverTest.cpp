@@ -59,12 +59,6 @@ class DriverTest : public UpdateTest {
     }
     return names;
   }
-
-  std::vector<std::string> RunNames() const {
-    std::vector<std::string> names;
-    for (const auto& run : Runs()) names.push_back(run.name);
-    return names;
-  }
 };
 
 // One installer that cannot start is reported, and the next one still runs.

@@ -54,6 +54,12 @@ std::vector<InstallerRun> UpdateTest::Runs() const {
   return runs;
 }
 
+std::vector<std::string> UpdateTest::RunNames() const {
+  std::vector<std::string> names;
+  for (const auto& run : Runs()) names.push_back(run.name);
+  return names;
+}
+
 bool UpdateTest::Exists(const std::string& relative) const {
   return std::filesystem::exists(app / relative);
 }

@@ -34,6 +34,8 @@ class UpdateTest : public ::testing::Test {
   // The same installer as bytes, for the server to hand out.
   std::string InstallerScript() const;
   std::vector<InstallerRun> Runs() const;
+  // The file names of those runs, in their order.
+  std::vector<std::string> RunNames() const;
   bool Exists(const std::string& relative) const;
 
   NginxUpdateServer server;

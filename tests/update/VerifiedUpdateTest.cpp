@@ -72,12 +72,6 @@ class VerifiedUpdateTest : public UpdateTest {
     server.PublishList("kelva", body + "}");
   }
 
-  std::vector<std::string> RunNames() const {
-    std::vector<std::string> names;
-    for (const auto& run : Runs()) names.push_back(run.name);
-    return names;
-  }
-
   static std::string Cache(const std::string& name) { return "atualizadores_versao/" + name; }
 
   TempFolder keys{"rotalis-keys"};

@@ -31,6 +31,17 @@ struct FixtureReply {
   Mode mode = Mode::Normal;
 };
 
+// A plain answer: the status and body with that Content-Type and charset.
+inline FixtureReply Reply(int status, std::string body, std::string contentType = "text/plain",
+                          std::string charset = "") {
+  FixtureReply reply;
+  reply.status = status;
+  reply.body = std::move(body);
+  reply.contentType = std::move(contentType);
+  reply.charset = std::move(charset);
+  return reply;
+}
+
 struct LoggedRequest {
   bool tls = false;
   std::string requestLine;  // e.g. "GET /a?b=c HTTP/1.1"

@@ -7,6 +7,8 @@
 
 #include <string>
 
+#include "db/TDbConnection.h"
+#include "db/TDbQuery.h"
 #include "tests/support/mariadb/MariaDbServer.h"
 
 namespace rotalis::test {
@@ -21,9 +23,26 @@ class MariaDbTest : public ::testing::Test {
   MariaDbServer& Server() { return SharedMariaDb(); }
   // This test's database.
   const std::string& Database() const { return database_; }
+  // The first value of the query's first row in this test's database, "NULL"
+  // where it has none.
+  std::string Value(const std::string& sql) {
+    return Server().QueryValue(sql, Database()).value_or("NULL");
+  }
 
  private:
   std::string database_;
+};
+
+// The same with the product's session configured for this test's database.
+class MariaDbSessionTest : public MariaDbTest {
+ protected:
+  void SetUp() override {
+    MariaDbTest::SetUp();
+    Server().Configure(connection_, Database());
+  }
+
+  TDbConnection connection_;
+  TDbQuery query_{connection_};
 };
 
 }  // namespace rotalis::test
