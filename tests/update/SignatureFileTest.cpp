@@ -90,7 +90,7 @@ TEST(SignatureFileTest, RefusesMalformedFilesSayingWhichLine) {
       {u + line2 + "trusted comment: " + std::string(70000, 'a') + "\n" + line4, "grande"},
   };
   for (const auto& [text, why] : cases) {
-    EXPECT_THAT([&] { ParseInstallerSignature(text); },
+    EXPECT_THAT([&text = text] { ParseInstallerSignature(text); },
                 ThrowsMessage<Exception>(
                     AllOf(StartsWith("arquivo de assinatura inválido: "), HasSubstr(why))))
         << text;
