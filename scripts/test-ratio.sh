@@ -11,14 +11,10 @@ code_lines() {
 
 product=$(code_lines launcher config db net rules update crash platform ui)
 cases=$(mktemp)
-harness=$(mktemp)
-trap 'rm -f "$cases" "$harness"' EXIT
-find tests -name '*.cpp' -o -name '*.h' -o -name '*.c' | sort > "$harness.all"
-xargs grep -lE '^\s*(TEST|TEST_F|TEST_P|TYPED_TEST|TYPED_TEST_P)\(' < "$harness.all" > "$cases" || true
-grep -vxF -f "$cases" "$harness.all" > "$harness" || true
-rm -f "$harness.all"
+trap 'rm -f "$cases"' EXIT
+grep -rlE '^\s*(TEST|TEST_F|TEST_P|TYPED_TEST|TYPED_TEST_P)\(' tests | sort > "$cases"
 tests=$(code_lines --list-file="$cases")
-support=$(code_lines --list-file="$harness")
+support=$(($(code_lines tests) - tests))
 
 echo "product code:        $product"
 echo "test-case files:     $tests ($(wc -l < "$cases") files)"
