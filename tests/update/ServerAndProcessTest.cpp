@@ -3,8 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "tests/update/UpdateFixture.h"
 #if defined(_WIN32)
 #include <windows.h>
